@@ -329,6 +329,7 @@ namespace host {
 // every object of that class, old and new.
 void define_class(std::string name, std::vector<std::string> bases,
                   std::vector<std::string> methods);
+bool is_class_defined(std::string_view name);
 // Class-18 array of a defined class (HostError for an undefined one).
 unique_hyarray_ptr create_object(std::string_view class_name, std::span<const std::size_t> dims);
 // Class-17 array of a defined class.

@@ -1,0 +1,99 @@
+// Inside the host: what a handle is made of and the storage primitives every
+// operation is written with (creation, copy on write, shared and deep copies).
+#pragma once
+
+#include <atomic>
+#include <boost/container/small_vector.hpp>
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "hyarray/hyarray.hpp"
+
+namespace matrix::host::internal {
+
+struct Array;
+using DimList = boost::container::small_vector<std::size_t, 4>;
+
+// The part of an array that shared copies have in common. Element handles
+// in `slots` and `saved` belong to the block.
+struct Block {
+    Block() = default;
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+    ~Block();
+
+    std::atomic<std::size_t> sharers{1};
+    std::unique_ptr<std::byte[]> bytes;  // full elements, or sparse values
+    std::size_t byte_count = 0;
+    std::vector<std::size_t> ir;     // sparse: nzmax row indices
+    std::vector<std::size_t> jc;     // sparse: n + 1 column starts
+    std::vector<Array*> slots;       // cell: one per element; struct: element-major
+    std::vector<std::string> names;  // struct field names
+    std::vector<const char*> name_ptrs;
+    Array* saved = nullptr;  // function handle: the struct it was made from
+
+    void refresh_name_ptrs();
+};
+
+struct Array final : hyArray_tag {
+    Array(hyClassID c, hyComplexity x, bool s, std::span<const std::size_t> d);
+    ~Array();
+
+    hyClassID cls;
+    hyComplexity complexity;
+    bool sparse;
+    mutable DimList dims;
+    std::atomic<std::size_t> holders{1};
+    Block* block = nullptr;
+    std::string class_name;                    // objects and opaque arrays
+    mutable std::atomic<bool> pending{false};  // dimensions held back
+    DimList hidden_dims;
+
+    std::size_t count() const;  // elements, completing dimensions first
+    std::size_t fields() const { return block ? block->names.size() : 0; }
+};
+
+// Throws std::bad_alloc when the armed failure is due.
+void charge();
+
+inline Array* impl(const hyArray* a) {
+    if (a == nullptr)
+        throw HostError("the host was given a null array");
+    return static_cast<Array*>(const_cast<hyArray*>(a));
+}
+
+std::size_t element_size(hyClassID cls);
+bool has_elements(hyClassID cls);  // logical, char, 6-15
+const char* builtin_class_name(hyClassID cls);
+std::size_t product(std::span<const std::size_t> dims);
+
+// Owning pointer used while building; destroys the whole array on unwind.
+struct Destroy {
+    void operator()(Array* a) const noexcept;
+};
+using Owned = std::unique_ptr<Array, Destroy>;
+
+// A header with a fresh empty block (two charged allocations).
+Owned make_array(hyClassID cls, hyComplexity c, bool sparse, std::span<const std::size_t> dims);
+// Element storage of `bytes` bytes, every byte set to `fill`. Storage left
+// for the caller to fill gets a pattern rather than zeros, so that a reader
+// of unfilled elements sees noise.
+void allocate_elements(Block& b, std::size_t bytes, unsigned char fill);
+inline constexpr unsigned char kNoise = 0xA5;
+
+void destroy(Array* a) noexcept;
+Owned shared_copy(const Array& a);
+Owned deep_copy(const Array& a);
+// Gives `a` a block of its own before a change.
+void unshare(Array& a);
+unique_hyarray_ptr wrap(Owned a) noexcept;
+
+// {function_handle: {function, type, file}}, the struct a handle is saved as.
+unique_hyarray_ptr make_saved_struct(std::u16string_view function, std::string_view type,
+                                     std::u16string_view file);
+
+}  // namespace matrix::host::internal

@@ -58,7 +58,8 @@ static_assert(sizeof(ArraySize) == sizeof(void*));
 /// Throws klf::MessageException ("kelvor:core:size", "CannotComputeSize",
 /// arguments: total as int, the requested size as ustr with "[]" for the empty
 /// entries, e.g. "2x[]x3") when there is more than one empty entry or the
-/// known dimensions do not divide `total`.
+/// known dimensions do not divide `total` (a known 0 divides only a total of
+/// 0, and the empty entry then becomes 0).
 ArraySize compute_size(std::size_t total, const std::vector<std::optional<std::size_t>>& dims);
 
 /// Dimensions joined by "x": "2x3", "5", "0x0"; no dimensions gives "[]".

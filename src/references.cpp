@@ -240,6 +240,11 @@ Refs& Refs::operator+=(const Ref& step) {
     return *this;
 }
 
+Refs& Refs::operator+=(Ref&& step) {
+    steps_.push_back(std::move(step));
+    return *this;
+}
+
 Refs& Refs::operator+=(const Refs& other) {
     steps_.append(other.steps_);
     return *this;

@@ -95,6 +95,8 @@ public:
     void reserve(std::size_t n);
     /// Appends a copy of `value` (which may be an element of this vector).
     void push_back(const T& value);
+    /// Appends `value` itself.
+    void push_back(T&& value);
     /// Appends copies of `other`'s elements (`other` may be this vector).
     void append(const SharedVector& other);
 
@@ -175,6 +177,14 @@ void SharedVector<T>::push_back(const T& value) {
 }
 
 template <class T>
+void SharedVector<T>::push_back(T&& value) {
+    T taken(std::move(value));
+    reserve(size() + 1);
+    new (slots(block_) + block_->size) T(std::move(taken));
+    ++block_->size;
+}
+
+template <class T>
 void SharedVector<T>::append(const SharedVector& other) {
     const std::size_t k = other.size();
     if (k == 0) {
@@ -227,6 +237,7 @@ class KELVOR_MATRIX_EXPORT IndexRef {
 public:
     IndexRef() noexcept = default;
     explicit IndexRef(const HyArraySequence& args) : args_(args) {}
+    explicit IndexRef(HyArraySequence&& args) noexcept : args_(std::move(args)) {}
     const HyArraySequence& args() const noexcept { return args_; }
     std::uint64_t annotation() const noexcept { return annotation_; }
     /// Set by code that knows what distinguishes two argument lists.
@@ -328,6 +339,8 @@ public:
 
     /// Appends a copy of `step` (a step of this path is fine).
     Refs& operator+=(const Ref& step);
+    /// Appends `step` itself.
+    Refs& operator+=(Ref&& step);
     /// Appends copies of `other`'s steps; `path += path` doubles the path.
     Refs& operator+=(const Refs& other);
 

@@ -2,7 +2,7 @@
 # the CMake presets and builds what it needs.
 PRESET ?= dev
 
-.PHONY: all demo test build bootstrap configure bench sanitize tsan clean
+.PHONY: all demo test build bootstrap configure bench sanitize tsan clean docs
 
 all: build
 
@@ -35,6 +35,12 @@ tsan: bootstrap
 	@cmake --preset tsan >/dev/null
 	@cmake --build --preset tsan
 	@ctest --preset tsan -R 'concurrency|Concurrent|Thread'
+
+docs:
+	@scripts/bootstrap docs
+	@cmake --preset $(PRESET) >/dev/null
+	@cmake --build --preset $(PRESET) --target docs
+	@echo "API reference: build/$(PRESET)/docs/html/index.html"
 
 clean:
 	@rm -rf build

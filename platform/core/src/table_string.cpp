@@ -2,7 +2,6 @@
 #include <kelvor/core/table_string.hpp>
 
 #include <algorithm>
-#include <cstring>
 
 #include <boost/container_hash/hash.hpp>
 

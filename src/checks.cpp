@@ -17,8 +17,8 @@ namespace msg = kelvor::common::foundation::matrix::hy;
 
 // An int below zero cannot be a count: numeric_cast raises negative_overflow.
 std::size_t to_count(const Count& count) {
-    return boost::apply_visitor(
-        [](auto value) { return boost::numeric_cast<std::size_t>(value); }, count);
+    return boost::apply_visitor([](auto value) { return boost::numeric_cast<std::size_t>(value); },
+                                count);
 }
 
 template <class TooFew, class TooMany>

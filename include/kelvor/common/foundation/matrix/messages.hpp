@@ -12,7 +12,8 @@
 // along as a cause (msg = kelvor::common::foundation::matrix::hy):
 //
 //     ExceptionFactory top = [] { return make_exception(msg::StringValueExpected{}); };
-//     throw factory_with_cause<msg::NullHyArray>(top)();   // StringValueExpected, caused by NullHyArray
+//     throw factory_with_cause<msg::NullHyArray>(top)();   // StringValueExpected, caused by
+//     NullHyArray
 #pragma once
 
 #include <cstdint>
@@ -80,49 +81,50 @@ KELVOR_MATRIX_EXPORT void assertion_failed(const char* condition, const char* fi
 
 /// Asserts an internal precondition with fixed report texts, so that the
 /// report does not depend on how the tree is laid out or compiled.
-#define KLF_ASSERT_AT(cond, text, file, line, function)                     \
-    do {                                                                    \
-        if (!(cond)) ::klf::detail::assertion_failed(text, file, line, function); \
+#define KLF_ASSERT_AT(cond, text, file, line, function)                  \
+    do {                                                                 \
+        if (!(cond))                                                     \
+            ::klf::detail::assertion_failed(text, file, line, function); \
     } while (false)
 
 namespace kelvor::common::foundation::matrix::hy {
 
-inline constexpr const char* catalog = "kelvor:common:foundation:matrix:hy";
+inline constexpr const char* hy_catalog = "kelvor:common:foundation:matrix:hy";
 inline constexpr const char* ref_catalog = "kelvor:common:foundation:matrix:ref";
 inline constexpr const char* getdimarg_catalog = "TARVEX:getdimarg";
 
 /// Keys without arguments, with their catalogs.
-#define KELVOR_MATRIX_NOARG_MESSAGES(X) \
-    X(InsufficientInputs, catalog) \
-    X(ExcessiveInputs, catalog) \
-    X(InsufficientOutputs, catalog) \
-    X(ExcessiveOutputs, catalog) \
-    X(ScalarValueExpected, catalog) \
-    X(UnexpectedComplex, catalog) \
-    X(UnexpectedSparse, catalog) \
-    X(NonVectorDimension, catalog) \
-    X(NegativeDimension, catalog) \
-    X(NonIntegerDimension, catalog) \
-    X(RealValueExpected, catalog) \
-    X(NullHyArray, catalog) \
-    X(CharVectorNotARow, catalog) \
-    X(InvalidStringElementArray, catalog) \
-    X(MissingElement, catalog) \
-    X(InvalidStringArray, catalog) \
-    X(NonScalarValue, catalog) \
-    X(InvalidScalarString, catalog) \
-    X(StringValueExpected, catalog) \
-    X(InvalidNullInput, catalog) \
-    X(InvalidNullParam, catalog) \
-    X(InvalidParamType, catalog) \
-    X(InvalidParamDim, catalog) \
-    X(InvalidRefStruct, ref_catalog) \
+#define KELVOR_MATRIX_NOARG_MESSAGES(X)      \
+    X(InsufficientInputs, hy_catalog)        \
+    X(ExcessiveInputs, hy_catalog)           \
+    X(InsufficientOutputs, hy_catalog)       \
+    X(ExcessiveOutputs, hy_catalog)          \
+    X(ScalarValueExpected, hy_catalog)       \
+    X(UnexpectedComplex, hy_catalog)         \
+    X(UnexpectedSparse, hy_catalog)          \
+    X(NonVectorDimension, hy_catalog)        \
+    X(NegativeDimension, hy_catalog)         \
+    X(NonIntegerDimension, hy_catalog)       \
+    X(RealValueExpected, hy_catalog)         \
+    X(NullHyArray, hy_catalog)               \
+    X(CharVectorNotARow, hy_catalog)         \
+    X(InvalidStringElementArray, hy_catalog) \
+    X(MissingElement, hy_catalog)            \
+    X(InvalidStringArray, hy_catalog)        \
+    X(NonScalarValue, hy_catalog)            \
+    X(InvalidScalarString, hy_catalog)       \
+    X(StringValueExpected, hy_catalog)       \
+    X(InvalidNullInput, hy_catalog)          \
+    X(InvalidNullParam, hy_catalog)          \
+    X(InvalidParamType, hy_catalog)          \
+    X(InvalidParamDim, hy_catalog)           \
+    X(InvalidRefStruct, ref_catalog)         \
     X(dimensionMustBePositiveInteger, getdimarg_catalog)
 
-#define KELVOR_MATRIX_DECLARE_NOARG_MESSAGE(Name, Catalog)          \
+#define KELVOR_MATRIX_DECLARE_NOARG_MESSAGE(Name, Catalog)              \
     class KELVOR_MATRIX_EXPORT Name : public resource_core::BaseMsgID { \
-    public:                                                         \
-        Name();                                                     \
+    public:                                                             \
+        Name();                                                         \
     };
 KELVOR_MATRIX_NOARG_MESSAGES(KELVOR_MATRIX_DECLARE_NOARG_MESSAGE)
 #undef KELVOR_MATRIX_DECLARE_NOARG_MESSAGE

@@ -121,9 +121,11 @@ void fingerprint_service() {
         return bytes;
     };
     expect(stream_of() == "demo.Label");  // the default: the class name alone
+    // tour:service-fingerprint-use
     auto registration =
         klf::get_global_bundle_context().RegisterService<klf::IncorporateExoticDataService>(
             std::make_shared<NameAndCount>());
+    // end tour
     expect(stream_of() == "demo.Label" + std::string("\0\0\0\0\0\0\0\1", 8));
     registration.Unregister();
 }

@@ -15,7 +15,8 @@ configure: bootstrap
 build: configure
 	@cmake --build --preset $(PRESET)
 
-demo: build
+demo: configure
+	@cmake --build --preset $(PRESET) --target describe
 	@build/$(PRESET)/examples/describe
 
 test: build

@@ -65,25 +65,21 @@ Extraction<StringElement> apply_character_rule(const hyArray* a, const Exception
     return StringElement(matrix::get_ustring(a));
 }
 
-/// Element i of a cell array: a slot must hold a character array that passes
-/// the character rule.
-struct CellElementGetter {
-    const hyArray* cell;
-    ExceptionFactory factory;
-
-    Extraction<StringElement> operator()(std::size_t i) const {
-        const hyArray* slot = hyGetCell(cell, i);
-        if (slot == nullptr) {
-            return factory_with_cause<msg::NullHyArray>(factory);
-        }
-        if (matrix::class_id(slot) != hyCHAR_CLASS) {
-            const char* name = hyGetClassName(slot);
-            return factory_with_cause<msg::CellContainsNonCharacterVector>(
-                factory, std::string(name != nullptr ? name : ""));
-        }
-        return apply_character_rule(slot, factory);
+/// Element i of a cell array: the slot must hold a character array that
+/// passes the character rule.
+Extraction<StringElement> cell_element(const hyArray* cell, std::size_t i,
+                                       const ExceptionFactory& factory) {
+    const hyArray* slot = hyGetCell(cell, i);
+    if (slot == nullptr) {
+        return factory_with_cause<msg::NullHyArray>(factory);
     }
-};
+    if (matrix::class_id(slot) != hyCHAR_CLASS) {
+        const char* name = hyGetClassName(slot);
+        return factory_with_cause<msg::CellContainsNonCharacterVector>(
+            factory, std::string(name != nullptr ? name : ""));
+    }
+    return apply_character_rule(slot, factory);
+}
 
 /// A missing element is a failure where text is required.
 Extraction<ustring> require_present(Extraction<StringElement>&& e,
@@ -97,16 +93,6 @@ Extraction<ustring> require_present(Extraction<StringElement>&& e,
     }
     return std::move(*element);
 }
-
-/// Maps element i of an element getter to present text.
-struct PresentTextGetter {
-    std::function<Extraction<StringElement>(std::size_t)> element;
-    ExceptionFactory factory;
-
-    Extraction<ustring> operator()(std::size_t i) const {
-        return require_present(element(i), factory);
-    }
-};
 
 /// Offers a value of any other class to the string extraction service. The
 /// service is held only for the one `extract`; what it extracts lives on in
@@ -143,7 +129,9 @@ ArrayExtractor<StringElement> to_string_element_array_extractor(const hyArray* v
     }
     switch (matrix::class_id(value)) {
         case hyCELL_CLASS:
-            return {CellElementGetter{value, std::move(factory)},
+            return {[value, factory = std::move(factory)](std::size_t i) {
+                        return cell_element(value, i, factory);
+                    },
                     ArraySize(matrix::dims(value), matrix::number_of_dims(value))};
         case hyCHAR_CLASS:
             // A character array is one string whatever its shape, so its
@@ -181,48 +169,28 @@ ScalarExtractor<ustring> to_ustring_extractor(const hyArray* value, ExceptionFac
 
 ArrayExtractor<ustring> to_ustring_array_extractor(const hyArray* value, ExceptionFactory factory) {
     ArrayExtractor<StringElement> e = to_string_element_array_extractor(value, factory);
-    return {PresentTextGetter{std::move(e.get), std::move(factory)}, std::move(e.size)};
-}
-
-/// Requests every element in increasing order and stops at the first failure,
-/// so later elements are never touched.
-template <class Result, class Get>
-Extraction<Result> collect_with(const Get& get, SizeVariant&& size) {
-    const std::size_t n = num_elements(size);
-    decltype(Result::values) values;
-    values.reserve(n);
-    for (std::size_t i = 0; i < n; ++i) {
-        auto e = get(i);
-        if (ExceptionFactory* failure = failure_of(e)) {
-            return std::move(*failure);
-        }
-        values.push_back(std::move(boost::get<typename decltype(values)::value_type>(e)));
-    }
-    return Result{std::move(values), std::move(size)};
+    return {[get = std::move(e.get), factory = std::move(factory)](std::size_t i) {
+                return require_present(get(i), factory);
+            },
+            std::move(e.size)};
 }
 
 /// Collects the elements of `x` into Result (UStringArray or
-/// StringElementArray). Cells, the common case for large arrays, are read by
-/// calling their getters directly rather than through std::function once per
-/// element; the rules applied are the same.
+/// StringElementArray). Elements are requested in increasing order and the
+/// first failure ends the collection, so later elements are never touched.
 template <class Result, class T>
 Extraction<Result> collect(ArrayExtractor<T>&& x) {
-    if constexpr (std::is_same_v<T, ustring>) {
-        if (const auto* present = x.get.template target<PresentTextGetter>()) {
-            if (const auto* cell = present->element.template target<CellElementGetter>()) {
-                return collect_with<Result>(
-                    [cell, &factory = present->factory](std::size_t i) {
-                        return require_present((*cell)(i), factory);
-                    },
-                    std::move(x.size));
-            }
+    const std::size_t n = num_elements(x.size);
+    std::vector<T> values;
+    values.reserve(n);
+    for (std::size_t i = 0; i < n; ++i) {
+        Extraction<T> e = x.get(i);
+        if (ExceptionFactory* failure = failure_of(e)) {
+            return std::move(*failure);
         }
-    } else {
-        if (const auto* cell = x.get.template target<CellElementGetter>()) {
-            return collect_with<Result>(*cell, std::move(x.size));
-        }
+        values.push_back(std::move(boost::get<T>(e)));
     }
-    return collect_with<Result>(x.get, std::move(x.size));
+    return Result{std::move(values), std::move(x.size)};
 }
 
 template <class T>

@@ -25,8 +25,11 @@ void rejectArrayShape(const hyArray* a, const std::type_info& view) {
         shape += "complex ";
     const std::size_t* d = dims(a);
     std::string size;
-    for (std::size_t i = 0; i < number_of_dims(a); ++i)
-        size += (i ? "x" : "") + std::to_string(d[i]);
+    for (std::size_t i = 0; i < number_of_dims(a); ++i) {
+        if (i != 0)
+            size += 'x';
+        size += std::to_string(d[i]);
+    }
     throw HostError("a " + shape + hyGetClassName(a) + " array of size " +
                     (size.empty() ? "(no dimensions)" : size) + " does not fit the typed view " +
                     boost::core::demangle(view.name()));

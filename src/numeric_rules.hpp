@@ -7,28 +7,28 @@
 //   integer target, floating source round halves away from zero, clamp, NaN -> 0
 // ("integer" includes bool as the range 0..1 and char16_t as 0..65535.)
 //
-// The rules are written without branches so that each loop vectorises; the
-// loops are compiled twice, for the baseline instruction set and for AVX2,
+// Each loop is compiled twice, for the baseline instruction set and for AVX2,
 // and convert_elements picks one per call from what the processor offers.
-// Every step is an exact IEEE operation or an exact conversion, so both forms
-// give the same bits.
+// The floating-to-narrow-integer pairs and 64-bit integers to logical run
+// explicit vector blocks (numeric_simd.hpp) and finish element by element;
+// the other pairs are plain loops the compiler vectorises itself. Every step
+// is an exact IEEE operation or an exact conversion, so all forms give the
+// same bits.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <type_traits>
 #include <utility>
 
 #include <hyarray/hyarray.hpp>
 
-#if defined(__x86_64__) || defined(__i386__)
-#define KLF_NUMERIC_AVX2_PATH 1
-#else
-#define KLF_NUMERIC_AVX2_PATH 0
-#endif
+#include "numeric_simd.hpp"
 
 namespace klf::detail {
 
@@ -144,10 +144,29 @@ enum class Layout {
     real_to_complex,  // dst[2i] = f(src[i]), dst[2i+1] = 0
 };
 
-template <Layout L, class T, class S>
+/// Which instructions a loop is compiled for.
+enum class Path { portable, avx2 };
+
+/// The loop of one layout and pair. Floating to narrow integer pairs run
+/// their whole vector blocks first (x86-64); everything else, and the
+/// remaining elements, go one by one in a loop the compiler vectorises
+/// where it can.
+template <Layout L, Path P, class T, class S>
 [[gnu::always_inline]] inline void convert_loop(const S* __restrict src, T* __restrict dst,
                                                 std::size_t n) noexcept {
-    for (std::size_t i = 0; i < n; ++i) {
+    std::size_t i = 0;
+#if KLF_NUMERIC_X86
+    if constexpr (L == Layout::real_to_real && has_simd_block_v<T, S>) {
+        if constexpr (P == Path::avx2) {
+            i = convert_blocks_avx2(src, dst, n);
+        } else {
+            i = convert_blocks_sse2(src, dst, n);
+        }
+    } else if constexpr (L == Layout::real_to_real && has_truth_block_v<T, S> && P == Path::avx2) {
+        i = truth_blocks_avx2(src, dst, n);
+    }
+#endif
+    for (; i < n; ++i) {
         if constexpr (L == Layout::real_to_real) {
             dst[i] = convert_element<T>(src[i]);
         } else if constexpr (L == Layout::complex_to_real) {
@@ -162,14 +181,14 @@ template <Layout L, class T, class S>
 /// The loop for the baseline instruction set.
 template <Layout L, class T, class S>
 void convert_portable(const S* src, T* dst, std::size_t n) noexcept {
-    convert_loop<L>(src, dst, n);
+    convert_loop<L, Path::portable>(src, dst, n);
 }
 
-#if KLF_NUMERIC_AVX2_PATH
+#if KLF_NUMERIC_X86
 /// The same loop with 32-byte vectors.
 template <Layout L, class T, class S>
 __attribute__((target("avx2"))) void convert_avx2(const S* src, T* dst, std::size_t n) noexcept {
-    convert_loop<L>(src, dst, n);
+    convert_loop<L, Path::avx2>(src, dst, n);
 }
 
 inline bool cpu_has_avx2() noexcept {
@@ -185,7 +204,7 @@ inline bool cpu_has_avx2() noexcept {
 /// processor runs.
 template <Layout L, class T, class S>
 void convert_elements(const S* src, T* dst, std::size_t n) noexcept {
-#if KLF_NUMERIC_AVX2_PATH
+#if KLF_NUMERIC_X86
     if (cpu_has_avx2()) {
         convert_avx2<L>(src, dst, n);
         return;

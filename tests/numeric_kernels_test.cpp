@@ -103,7 +103,7 @@ template <class T, class S>
 void check_layouts(const char* path, bool avx2) {
     SCOPED_TRACE(path);
     auto pick = [&](auto portable, auto vector) { return avx2 ? vector : portable; };
-#if KLF_NUMERIC_AVX2_PATH
+#if KLF_NUMERIC_X86
 #define KLF_LOOP(L) \
     pick(&klf::detail::convert_portable<L, T, S>, &klf::detail::convert_avx2<L, T, S>)
 #else
@@ -117,7 +117,7 @@ void check_layouts(const char* path, bool avx2) {
 
 TEST(NumericKernels, EveryLoopOnEveryPathMatchesTheRules) {
     bool paths[] = {false, true};
-#if KLF_NUMERIC_AVX2_PATH
+#if KLF_NUMERIC_X86
     const std::size_t path_count = klf::detail::cpu_has_avx2() ? 2 : 1;
 #else
     const std::size_t path_count = 1;

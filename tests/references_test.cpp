@@ -135,19 +135,21 @@ TEST_F(Refs_, PathsAreCopiedOnWriteAndGrowAllOrNothing) {
     EXPECT_EQ(hex_of(q), three + three + hex_of(dot("a")));
     EXPECT_EQ((std::ostringstream() << Refs() << p).str(), ".a(1x1 double, 1x1 double)");
     // Growing a shared path copies its steps: when that fails, nothing changed.
-    const SweepResult r = sweep_allocation_failures([&] {
-        Refs shared = p;
-        try {
-            shared += q[1];
-        } catch (const std::bad_alloc&) {
-            EXPECT_EQ(hex_of(shared), before);
-            EXPECT_EQ(shared.steps().use_count(), 2u);
-            throw;
-        }
-        return shared.size();
-    });
-    EXPECT_GT(r.failure_points, 2u);
-    EXPECT_TRUE(r.leaking_points.empty());
+    for (bool whole_path : {false, true}) {
+        const SweepResult r = sweep_allocation_failures([&] {
+            Refs shared = p;
+            try {
+                whole_path ? shared += q : shared += q[1];
+            } catch (const std::bad_alloc&) {
+                EXPECT_EQ(hex_of(shared), before);
+                EXPECT_EQ(shared.steps().use_count(), 2u);
+                throw;
+            }
+            return shared.size();
+        });
+        EXPECT_GT(r.failure_points, 2u);
+        EXPECT_TRUE(r.leaking_points.empty());
+    }
 }
 
 TEST_F(Refs_, ConvertsBothWaysRejectsOtherValuesAndFailsCleanly) {

@@ -191,21 +191,49 @@ void SharedVector<T>::append(const SharedVector& other) {
         return;
     }
     const std::size_t before = size();
-    reserve(before + k);
-    // Read through `other` only now: when it is this vector, its elements
-    // have just moved into the reserved block.
-    const T* from = other.begin();
-    T* const to = slots(block_);
+    Core* const old = block_;
+    const bool unshared = old == nullptr || old->count.load(std::memory_order_acquire) == 1;
+    if (unshared && capacity() >= before + k) {
+        // Room in a block of our own: copy in place and roll back on failure.
+        // When `other` is this vector, only its first `before` slots are read.
+        const T* from = other.begin();
+        T* const to = slots(block_);
+        try {
+            for (std::size_t i = 0; i < k; ++i) {
+                new (to + before + i) T(from[i]);
+                ++block_->size;
+            }
+        } catch (...) {
+            destroy(to + before, block_->size - before);
+            block_->size = before;
+            throw;
+        }
+        return;
+    }
+    // The grown block is filled completely before it replaces the current
+    // one, so a failure leaves this vector as it was, block included.
+    std::size_t slots_available = 0;
+    void* memory =
+        detail::allocate_shared_block(sizeof(Core), sizeof(T), before + k, slots_available);
+    Core* fresh = new (memory) Core{{1}, slots_available, 0};
+    T* const to = slots(fresh);
+    const T* const mine = slots(core(old));
+    const T* const theirs = other.begin();
     try {
-        for (std::size_t i = 0; i < k; ++i) {
-            new (to + before + i) T(from[i]);
-            ++block_->size;
+        for (; fresh->size < before; ++fresh->size) {
+            new (to + fresh->size) T(mine[fresh->size]);
+        }
+        for (std::size_t i = 0; i < k; ++i, ++fresh->size) {
+            new (to + fresh->size) T(theirs[i]);
         }
     } catch (...) {
-        destroy(to + before, block_->size - before);
-        block_->size = before;
+        destroy(to, fresh->size);
+        fresh->~Core();
+        std::free(memory);
         throw;
     }
+    block_ = fresh;
+    release(old);
 }
 
 template <class T>

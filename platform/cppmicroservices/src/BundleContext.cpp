@@ -71,10 +71,11 @@ std::shared_ptr<void> BundleContext::GetServiceObject(ServiceReferenceBase const
         throw std::invalid_argument(
             "Default constructed ServiceReference is not a valid input to GetService.");
     }
-    // Empty once the service is unregistered: a reference found a moment ago
-    // may already be stale when another thread unregistered meanwhile, and
-    // callers treat that like finding no service at all.
-    return reference.record_->Object(reference.interfaceId_);
+    auto object = reference.record_->Object(reference.interfaceId_);
+    if (!object) {
+        throw std::invalid_argument("The ServiceReference refers to an unregistered service.");
+    }
+    return object;
 }
 
 }  // namespace cppmicroservices

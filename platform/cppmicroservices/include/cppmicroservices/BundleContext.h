@@ -108,8 +108,7 @@ public:
 
     // The service object of `reference`, shared with the registry: it stays
     // alive while the returned pointer holds it, also after Unregister().
-    // Empty when the service has been unregistered; throws
-    // std::invalid_argument for an invalid (default-constructed) reference.
+    // Throws std::invalid_argument for an invalid or unregistered reference.
     template <class S>
     std::shared_ptr<S> GetService(ServiceReference<S> const& reference) {
         static_assert(!std::is_void_v<S>, "GetService needs a typed ServiceReference<S>");

@@ -22,7 +22,8 @@ demo: configure
 test: build
 	@ctest --preset $(PRESET)
 
-bench: bootstrap
+bench:
+	@scripts/bootstrap bench
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release
 	@for b in build/release/bench/bench_*; do echo "== $$b"; $$b; done

@@ -84,14 +84,17 @@ Record* dense_from_hyarray(const hyArray* a) {
         throw_message<msg::InvalidNullParam>();
     }
     const hyClassID cls = matrix::class_id(a);
-    // The record holds dense real elements: the storage of a sparse or
-    // complex array is not that, whatever its element count says.
-    if ((!matrix::is_numeric(a) && cls != hyLOGICAL_CLASS) || matrix::is_sparse(a) ||
-        matrix::is_complex(a)) {
+    if (!matrix::is_numeric(a) && cls != hyLOGICAL_CLASS) {
         throw_message<msg::InvalidParamType>();
     }
     if (!hyIsVector(a) && !hyIsEmpty(a)) {
         throw_message<msg::InvalidParamDim>();
+    }
+    // The record holds dense real elements: the storage of a sparse or
+    // complex array is not that, whatever its element count says. A source of
+    // the wrong shape has already been reported as such.
+    if (matrix::is_sparse(a) || matrix::is_complex(a)) {
+        throw_message<msg::InvalidParamType>();
     }
     auto record = zeroed<Record>(1);
     // The record's count is 32 bits wide where it came from; larger counts wrap.

@@ -171,6 +171,10 @@ TEST(VectorRecords, VectorFormsCheckPresenceThenTypeThenShape) {
         {"sparse vector", mt::sparse_doubles(3, 1, {{0, 0, 1.0}}), "InvalidParamType"},
         {"sparse logical", mt::sparse_logicals(1, 3, {{0, 2, true}}), "InvalidParamType"},
         {"complex vector", mt::complex_doubles({1, 2}, {{1, 0}, {2, 0}}), "InvalidParamType"},
+        {"sparse matrix: shape before storage", mt::sparse_doubles(2, 2, {{0, 0, 1.0}}),
+         "InvalidParamDim"},
+        {"complex matrix: shape before storage",
+         mt::complex_doubles({2, 2}, {{1, 0}, {2, 0}, {3, 0}, {4, 1}}), "InvalidParamDim"},
         {"3x3 double", mt::doubles({3, 3}, {1, 2, 3, 4, 5, 6, 7, 8, 9}), "InvalidParamDim"},
         {"1x1x2 double", mt::doubles({1, 1, 2}, {1, 2}), "InvalidParamDim"},
     };

@@ -24,8 +24,10 @@
 // nonzeros) and a complex source (whose storage interleaves real and
 // imaginary parts) are rejected with "InvalidParamType", the same key as a
 // non-numeric source, rather than read as something they are not or stripped
-// of their imaginary parts. Every failure frees what the call allocated:
-// nothing is returned half-built.
+// of their imaginary parts. That rejection comes after the shape check, so a
+// sparse or complex matrix is reported as "InvalidParamDim" like any other
+// matrix. Every failure frees what the call allocated: nothing is returned
+// half-built.
 #pragma once
 
 #include <concepts>
@@ -59,10 +61,11 @@ KELVOR_MATRIX_EXPORT matrix::unique_hyarray_ptr to_hyarray(const KlSparsityPatte
 
 /// A new record of the array's contents, allocated with calloc (the record
 /// and its arrays alike); the caller frees them.
-///  - vector forms: "InvalidNullParam" for null; "InvalidParamType" unless the
-///    array is dense, real and numeric or logical; "InvalidParamDim" unless it
-///    is a vector or empty. The element count is taken modulo 2^32 and every
-///    element converted by the host's buffer conversion.
+///  - vector forms, checked in this order: "InvalidNullParam" for null;
+///    "InvalidParamType" unless the array is numeric or logical;
+///    "InvalidParamDim" unless it is a vector or empty; "InvalidParamType"
+///    for a sparse or complex vector. The element count is taken modulo 2^32
+///    and every element converted by the host's buffer conversion.
 ///  - sparsity pattern: "InvalidNullParam" for null; "InvalidParamType" unless
 ///    the array is sparse (of any class; its values are ignored). A column
 ///    start or row index of 2^31 or more raises Boost's positive_overflow.

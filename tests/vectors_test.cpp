@@ -86,8 +86,14 @@ TEST(VectorRecords, DenseRecordsBecomeColumnsOfTheirClass) {
     const KlBoolVectorTag logical{3, bits};
     auto b = klf::to_hyarray(&logical);
     EXPECT_TRUE(hyAreMatricesEqual(b.get(), mt::logicals({3, 1}, {false, true, true}).get()));
+    // The bytes are copied, not normalised to 0 and 1.
+    unsigned char raw[] = {0, 2, 255};
+    const KlBoolVectorTag odd{3, reinterpret_cast<bool*>(raw)};
+    auto o = klf::to_hyarray(&odd);
+    const auto* copied = static_cast<const unsigned char*>(matrix::data(std::as_const(o).get()));
+    EXPECT_EQ(std::vector(copied, copied + 3), std::vector(raw, raw + 3));
 
-    a.reset(), e.reset(), i.reset(), b.reset();
+    a.reset(), e.reset(), i.reset(), b.reset(), o.reset();
     EXPECT_EQ(live.delta(), 0);
 }
 

@@ -106,6 +106,12 @@ TEST(SetField, ReplacesOrAddsTheField) {
     klf::set_field(s.get(), 0, "a", std::move(value));
     EXPECT_EQ(value, nullptr);  // NOLINT(bugprone-use-after-move): handed over
     EXPECT_EQ(klf::get_field(s.get(), 0, "a"), raw);
+    // A shared copy of the struct keeps its value when the other one is written.
+    unique_hyarray_ptr twin = matrix::detail::do_shared_copy(s.get());
+    klf::set_field(s.get(), 1, "a", mt::scalar(8));
+    EXPECT_EQ(first(klf::get_field(twin.get(), 1, "a")), 11);
+    EXPECT_EQ(first(klf::get_field(s.get(), 1, "a")), 8);
+    twin.reset();
 
     klf::set_field(s.get(), 1, "d", mt::scalar(6));
     EXPECT_EQ(klf::get_num_fields(s.get()), 4u);

@@ -213,15 +213,26 @@ TEST(ObjectShape, ServiceIsLookedUpOnFirstNeedAndKept) {
     EXPECT_EQ(service->sizes, 2);
     EXPECT_EQ(service->reshapes, 1);
     EXPECT_EQ(service->last_target, (klf::ArraySize{1, 49}));
+    // The list form completes the missing entry from the service's count, and
+    // a reshape to an object's size asks the service for that size.
+    obj = klf::set_cols(std::move(obj), 7);
+    EXPECT_EQ(obj.get(), handle);
+    EXPECT_EQ(service->last_target, (klf::ArraySize{7, 7}));
+    EXPECT_EQ(mt::dims_of(klf::reshape(mt::numeric<double>(Dims{1, 49}, std::vector<double>(49)),
+                                       object_of("ShapeBoth").get())
+                              .get()),
+              (Dims{7, 7}));
+    EXPECT_EQ(service->sizes, 4);
+    EXPECT_EQ(service->reshapes, 2);
     const std::vector<std::size_t> one{1, 1};
     host::define_class("ShapeOpaque", {}, {"reshape", "size"});
     EXPECT_EQ(klf::size(host::create_opaque("ShapeOpaque", one).get()), (klf::ArraySize{7, 7}));
     native_cases();
-    EXPECT_EQ(service->sizes, 3);
+    EXPECT_EQ(service->sizes, 5);
 
     registration.Unregister();
     EXPECT_EQ(klf::size(object_of("ShapeBoth").get()), (klf::ArraySize{7, 7}));
-    EXPECT_EQ(service->sizes, 4);
+    EXPECT_EQ(service->sizes, 6);
     obj.reset();
     EXPECT_EQ(live.delta(), 0);
 }

@@ -11,10 +11,11 @@
 //   2. clamp to [lo, hi] with max and min;
 //   3. add copysign(h, x), h the largest value below 0.5, and truncate in the
 //      conversion. The sum reaches the next integer exactly when
-//      |frac(x)| >= 0.5: at a half the exact sum lies halfway between two
-//      floating values and rounds to the even one, which is the whole
-//      number; below a half it stays under, 0.49999999999999994 included;
-//      from 2^52 (2^23 in float) the spacing is 1 and x + h rounds back to x.
+//      |frac(x)| >= 0.5: at a half the exact sum, n + 1 minus the spacing
+//      just below 0.5, is within half a spacing of n + 1 and rounds to it
+//      (for 0.5 itself it is exactly halfway, and the tie goes to the even
+//      value, 1); below a half it stays at least one spacing of x under
+//      n + 1 and truncates to n, 0.49999999999999994 included.
 //   4. narrow the int32 lanes with packs; the values are in range already,
 //      so the packs' saturation never acts.
 #pragma once

@@ -5,9 +5,12 @@
 #include <kelvor/common/foundation/matrix/references.hpp>
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <tuple>
 #include <vector>
 
@@ -27,6 +30,31 @@ using namespace matrix::testing;
 std::size_t combine(std::size_t seed, std::size_t v) {
     boost::hash_combine(seed, v);
     return seed;
+}
+// The same mixing written out, so that a Boost with other hashing shows.
+std::uint64_t mix(std::uint64_t x) {
+    for (const int shift : {32, 32}) {
+        x ^= x >> shift;
+        x *= 0x0e9846af9b1a615dull;
+    }
+    return x ^ (x >> 28);
+}
+std::uint64_t mixed(std::uint64_t seed, std::uint64_t v) {
+    return mix(seed + 0x9e3779b9u + v);
+}
+// Little-endian 4-byte words, then the 0-3 remaining bytes under a marker bit.
+std::uint64_t name_hash(std::string_view name) {
+    std::uint64_t seed = 0, word = 0;
+    std::size_t i = 0;
+    for (; i + 4 <= name.size(); i += 4) {
+        std::memcpy(&word, name.data() + i, 4);
+        seed = mixed(seed, word);
+    }
+    std::uint32_t tail = 1;
+    for (std::size_t j = name.size(); j-- > i;) {
+        tail = tail << 8 | static_cast<unsigned char>(name[j]);
+    }
+    return mixed(seed, tail);
 }
 template <class... D>
 klf::HyArraySequence args(D... values) {
@@ -64,6 +92,7 @@ TEST_F(Refs_, HashesAndFingerprintsOfSteps) {
     for (const std::string name : {"a", "ab", "abc", "abcd", "abcde", "velocity_2"}) {
         SCOPED_TRACE(name);
         const std::size_t step = combine(0, boost::hash_range(name.begin(), name.end()));
+        EXPECT_EQ(step, mixed(0, name_hash(name)));
         const Ref r = dot(name);
         EXPECT_EQ(r.annotation(), 0u);  // filled on first use
         EXPECT_EQ(hash_value(r), combine(2, step));
@@ -74,7 +103,7 @@ TEST_F(Refs_, HashesAndFingerprintsOfSteps) {
     EXPECT_EQ(hash_value(annotated(ParenRef(args(1)), 77)), combine(0, 77));
     EXPECT_EQ(hash_value(Ref(annotated(BraceRef(), 77))), combine(1, 77));
     Ref x = annotated(dot("x"), 0x1234);
-    EXPECT_EQ(hash_value(x), combine(2, 0x1234));
+    EXPECT_EQ(hash_value(x), mix(2 + 0x9e3779b9u + 0x1234));
     strip_annotation_inplace(x);
     EXPECT_EQ(hash_value(x), hash_value(dot("x")));
     // The fingerprint: the kind, then the name or the arguments; no annotation.
@@ -133,6 +162,11 @@ TEST_F(Refs_, PathsAreCopiedOnWriteAndGrowAllOrNothing) {
     q += q;
     q += q[0];  // a step of the same path
     EXPECT_EQ(hex_of(q), three + three + hex_of(dot("a")));
+    // Every change unshares the block, appending nothing included.
+    Refs r = p;
+    r += Refs();
+    EXPECT_EQ(p.steps().use_count() + r.steps().use_count(), 2u);
+    EXPECT_EQ(hex_of(r), before);
     EXPECT_EQ((std::ostringstream() << Refs() << p).str(), ".a(1x1 double, 1x1 double)");
     // Growing a shared path copies its steps: when that fails, nothing changed.
     for (bool whole_path : {false, true}) {
@@ -162,7 +196,11 @@ TEST_F(Refs_, ConvertsBothWaysRejectsOtherValuesAndFailsCleanly) {
     path += dot("gain");
     path += ParenRef();
     EXPECT_TRUE(hyAreMatricesEqual(convert(path).get(), host.get()));
-    EXPECT_EQ(dims_of(convert(Refs()).get()), (std::vector<std::size_t>{0, 1}));
+    const auto none = convert(Refs());  // 0×1, fields "type" then "subs"
+    EXPECT_EQ(dims_of(none.get()), (std::vector<std::size_t>{0, 1}));
+    ASSERT_EQ(none->get_number_of_struct_fields(), 2);
+    EXPECT_STREQ(none->get_struct_field_names()[0], "type");
+    EXPECT_STREQ(none->get_struct_field_names()[1], "subs");
     // Read: the same kinds, identifiers and argument values, annotations 0.
     const Refs back = convert(host);
     EXPECT_EQ(hex_of(back), hex_of(path));
@@ -172,6 +210,9 @@ TEST_F(Refs_, ConvertsBothWaysRejectsOtherValuesAndFailsCleanly) {
     const auto wide = subs_struct(
         {1, 2}, {text(u"{}"), cell({1, 2}, {scalar(1), scalar(2)}), text(u"."), text(u"gain")});
     EXPECT_EQ(hex_of(convert(wide)) + hex_of(Ref(ParenRef())), hex_of(path));
+    const auto column = subs_struct(
+        {2, 1}, {text(u"{}"), cell({2, 1}, {scalar(1), scalar(2)}), text(u"."), text(u"gain")});
+    EXPECT_TRUE(hyAreMatricesEqual(convert(convert(wide)).get(), column.get()));
     // Failures leave no partial result and no leak.
     for (const SweepResult& r :
          {sweep_allocation_failures([&] { return convert(wide).size(); }),

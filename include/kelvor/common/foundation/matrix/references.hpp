@@ -186,14 +186,16 @@ void SharedVector<T>::push_back(T&& value) {
 
 template <class T>
 void SharedVector<T>::append(const SharedVector& other) {
+    // Even appending nothing gives a shared vector a block of its own, as
+    // every change does.
     const std::size_t k = other.size();
-    if (k == 0) {
-        return;
-    }
     const std::size_t before = size();
     Core* const old = block_;
     const bool unshared = old == nullptr || old->count.load(std::memory_order_acquire) == 1;
     if (unshared && capacity() >= before + k) {
+        if (k == 0) {
+            return;  // the empty vector has no block to write into
+        }
         // Room in a block of our own: copy in place and roll back on failure.
         // When `other` is this vector, only its first `before` slots are read.
         const T* from = other.begin();

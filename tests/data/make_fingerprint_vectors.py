@@ -17,6 +17,7 @@ the C++ code they check:
   sparse      header, column count, column starts, row indices, values
   function    the struct stream of the saved form's "function_handle" field
   handle      without its "file" field; nothing when there is no such field
+              or its value is unset
   object,     with no service registered: the class name, one byte per call;
   opaque      with the "name-and-count" test service: the name in one call,
               then the element count as 8 bytes
@@ -113,7 +114,9 @@ def encode(v, out, service):
         if "function_handle" not in saved["fields"] or count(saved["dims"]) == 0:
             return
         f = saved["elements"][0][saved["fields"].index("function_handle")]
-        if f is not None and f["class"] == "struct" and "file" in f["fields"]:
+        if f is None:
+            return
+        if f["class"] == "struct" and "file" in f["fields"]:
             k = f["fields"].index("file")
             f = dict(f, fields=f["fields"][:k] + f["fields"][k + 1:],
                      elements=[e[:k] + e[k + 1:] for e in f["elements"]])
@@ -228,10 +231,12 @@ VECTORS = [
     ("double 0x3", num("double", [0, 3], [])),
     ("double without dimensions", num("double", [], [7])),
     ("double 2x1x2", num("double", [2, 1, 2], [1, -1, 0.5, -0.25])),
+    ("null", None),
     ("single 1.5", num("single", [1, 1], [1.5])),
     ("single 0.1 rounded", num("single", [1, 1], [0.1])),
     ("single NaN with payload", num("single", [1, 1], ["bits:0xffc00001"])),
     ("single -0 and -Inf", num("single", [1, 2], ["-0", "-Inf"])),
+    ("single +Inf and NaN", num("single", [2, 1], ["Inf", "NaN"])),
     ("int8 extremes", num("int8", [2, 2], [-128, 127, -1, 0])),
     ("uint8", num("uint8", [1, 3], [0, 255, 17])),
     ("int16 2x3", num("int16", [2, 3], [1, -2, 3, -4, 32767, -32768])),
@@ -251,11 +256,13 @@ VECTORS = [
     ("complex int8 3-2i", num("int8", [1, 1], [3], [-2])),
     ("complex uint16", num("uint16", [1, 2], [1, 65535], [2, 0])),
     ("complex int64", num("int64", [1, 1], [-1], [9223372036854775807])),
+    ("complex int32", num("int32", [2, 1], [-1, 7], [2147483647, -2147483648])),
     ("complex double 0x0", num("double", [0, 0], [], [])),
     ("sparse logical 3x2", sparse("logical", [3, 2], [[1, 0, True]])),
     ("sparse logical 5x2 same nonzero", sparse("logical", [5, 2], [[1, 0, True]])),
     ("sparse double 4x3", sparse("double", [4, 3], [[3, 2, -1.25], [0, 0, 2], [2, 0, "-0"], [1, 2, "NaN"]])),
     ("sparse double without nonzeros", sparse("double", [2, 2], [])),
+    ("sparse logical 0x0", sparse("logical", [0, 0], [])),
     ("sparse single", sparse("single", [2, 2], [[1, 1, 3.0]])),
     ("sparse complex double", sparse("double", [2, 3], [[0, 1, 1, -1], [1, 2, "Inf", 0]], cplx=True)),
     ("sparse complex single", sparse("single", [1, 2], [[0, 0, 2, 4]], cplx=True)),
@@ -272,6 +279,8 @@ VECTORS = [
     ("function handle", handle("sin", "/toolbox/sin.m")),
     ("function handle defined elsewhere", handle("sin", "/home/user/sin.m")),
     ("function handle with workspace", handle("f", "", ("workspace", cell([1, 1], [d(3)])))),
+    ("function handle, file first", {"class": "function_handle", "saved": struct_([1, 1], ["function_handle"], [[struct_([1, 1], ["file", "type", "function"], [[text("/x/g.m"), text("simple"), text("g")]])]])}),
+    ("function handle with an unset saved function", {"class": "function_handle", "saved": struct_([1, 1], ["function_handle"], [[None]])}),
     ("function handle without saved function", {"class": "function_handle", "saved": struct_([1, 1], ["other"], [[d(1)]])}),
     ("object, default service", obj("object", "pkg.Model", [1, 1])),
     ("object array 1x0, default service", obj("object", "pkg.Model", [1, 0])),

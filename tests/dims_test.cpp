@@ -1,6 +1,5 @@
 #include <cmath>
 #include <cstdint>
-#include <functional>
 #include <limits>
 #include <optional>
 #include <string>
@@ -32,7 +31,7 @@ using Outcome = std::variant<std::vector<std::size_t>, ExpectedMessage, Overflow
 
 struct SizeRow {
     const char* name;
-    std::function<unique_hyarray_ptr()> make;
+    unique_hyarray_ptr value;
     Outcome expected;
 };
 
@@ -53,222 +52,71 @@ TEST(ToArraySize, ChecksInOrderAndConvertsEveryNumericClass) {
     const std::size_t d113[] = {1, 1, 3};
     const SizeRow rows[] = {
         // Shapes: row, column, scalar, empty vectors.
-        {"double row",
-         [] {
-             return mt::doubles({1, 2}, {2, 3});
-         },
-         V{2, 3}},
-        {"double column",
-         [] {
-             return mt::doubles({2, 1}, {2, 3});
-         },
-         V{2, 3}},
-        {"scalar", [] { return mt::scalar(5); }, V{5}},
-        {"1x0",
-         [] {
-             return mt::doubles({1, 0}, {});
-         },
-         V{}},
-        {"0x1",
-         [] {
-             return mt::doubles({0, 1}, {});
-         },
-         V{}},
-        {"0x0",
-         [] {
-             return mt::doubles({0, 0}, {});
-         },
-         key("NonVectorDimension")},
-        {"2x2",
-         [] {
-             return mt::doubles({2, 2}, {1, 2, 3, 4});
-         },
-         key("NonVectorDimension")},
-        {"1x1x3",
-         [&] {
-             return mt::numeric<double>(d113, std::vector<double>{1, 2, 3});
-         },
+        {"double row", mt::doubles({1, 2}, {2, 3}), V{2, 3}},
+        {"double column", mt::doubles({2, 1}, {2, 3}), V{2, 3}},
+        {"scalar", mt::scalar(5), V{5}},
+        {"1x0", mt::doubles({1, 0}, {}), V{}},
+        {"0x1", mt::doubles({0, 1}, {}), V{}},
+        {"0x0", mt::doubles({0, 0}, {}), key("NonVectorDimension")},
+        {"2x2", mt::doubles({2, 2}, {1, 2, 3, 4}), key("NonVectorDimension")},
+        {"1x1x3", mt::numeric<double>(d113, std::vector<double>{1, 2, 3}),
          key("NonVectorDimension")},
         // Floating rules: sign, then fraction, then 2^64 in the element's type.
-        {"double -0.5",
-         [] {
-             return mt::doubles({1, 1}, {-0.5});
-         },
-         key("NegativeDimension")},
-        {"double 2.5",
-         [] {
-             return mt::doubles({1, 1}, {2.5});
-         },
+        {"double -0.5", mt::doubles({1, 1}, {-0.5}), key("NegativeDimension")},
+        {"double 2.5", mt::doubles({1, 1}, {2.5}), key("NonIntegerDimension")},
+        {"double NaN", mt::doubles({1, 1}, {nan}), key("NonIntegerDimension")},
+        {"double -Inf", mt::doubles({1, 1}, {-inf}), key("NegativeDimension")},
+        {"double Inf", mt::doubles({1, 1}, {inf}), Overflow{}},
+        {"double 2^64", mt::doubles({1, 1}, {two64}), Overflow{}},
+        {"double below 2^64", mt::doubles({1, 1}, {two64 - 2048}), V{18446744073709549568u}},
+        {"double -0", mt::doubles({1, 2}, {-0.0, 4}), V{0, 4}},
+        {"first bad element decides", mt::doubles({1, 3}, {1, 2.5, -1}),
          key("NonIntegerDimension")},
-        {"double NaN",
-         [] {
-             return mt::doubles({1, 1}, {nan});
-         },
-         key("NonIntegerDimension")},
-        {"double -Inf",
-         [] {
-             return mt::doubles({1, 1}, {-inf});
-         },
-         key("NegativeDimension")},
-        {"double Inf",
-         [] {
-             return mt::doubles({1, 1}, {inf});
-         },
-         Overflow{}},
-        {"double 2^64",
-         [] {
-             return mt::doubles({1, 1}, {two64});
-         },
-         Overflow{}},
-        {"double below 2^64",
-         [] {
-             return mt::doubles({1, 1}, {two64 - 2048});
-         },
-         V{18446744073709549568u}},
-        {"double -0",
-         [] {
-             return mt::doubles({1, 2}, {-0.0, 4});
-         },
-         V{0, 4}},
-        {"first bad element decides",
-         [] {
-             return mt::doubles({1, 3}, {1, 2.5, -1});
-         },
-         key("NonIntegerDimension")},
-        {"single",
-         [] {
-             return mt::singles({1, 2}, {0, 7});
-         },
-         V{0, 7}},
-        {"single 2^64",
-         [] {
-             return mt::singles({1, 1}, {1.8446744e19f});
-         },
-         Overflow{}},
-        {"single below 2^64",
-         [] {
-             return mt::singles({1, 1}, {1.8446743e19f});
-         },
-         V{18446742974197923840u}},
-        {"single -0.5",
-         [] {
-             return mt::singles({1, 1}, {-0.5f});
-         },
-         key("NegativeDimension")},
-        {"single NaN",
-         [] {
-             return mt::singles({1, 1}, {std::nanf("")});
-         },
-         key("NonIntegerDimension")},
+        {"single", mt::singles({1, 2}, {0, 7}), V{0, 7}},
+        {"single 2^64", mt::singles({1, 1}, {1.8446744e19f}), Overflow{}},
+        {"single below 2^64", mt::singles({1, 1}, {1.8446743e19f}), V{18446742974197923840u}},
+        {"single -0", mt::singles({2, 1}, {-0.0f, 1}), V{0, 1}},
+        {"single -0.5", mt::singles({1, 1}, {-0.5f}), key("NegativeDimension")},
+        {"single NaN", mt::singles({1, 1}, {std::nanf("")}), key("NonIntegerDimension")},
         // Integer classes.
-        {"int8",
-         [] {
-             return mt::int8s({1, 2}, {0, 127});
-         },
-         V{0, 127}},
-        {"int8 negative",
-         [] {
-             return mt::int8s({1, 2}, {-1, 2});
-         },
-         key("NegativeDimension")},
-        {"int16",
-         [] {
-             return mt::int16s({2, 1}, {3, 32767});
-         },
-         V{3, 32767}},
-        {"int32 negative",
-         [] {
-             return mt::int32s({1, 1}, {-5});
-         },
-         key("NegativeDimension")},
-        {"int64 max",
-         [] {
-             return mt::int64s({1, 1}, {INT64_MAX});
-         },
-         V{INT64_MAX}},
-        {"int64 min",
-         [] {
-             return mt::int64s({1, 1}, {INT64_MIN});
-         },
-         key("NegativeDimension")},
-        {"uint8",
-         [] {
-             return mt::uint8s({1, 2}, {255, 0});
-         },
-         V{255, 0}},
-        {"uint16",
-         [] {
-             return mt::uint16s({1, 1}, {65535});
-         },
-         V{65535}},
-        {"uint32",
-         [] {
-             return mt::uint32s({1, 1}, {4294967295u});
-         },
-         V{4294967295u}},
-        {"uint64 max",
-         [] {
-             return mt::uint64s({1, 1}, {UINT64_MAX});
-         },
-         V{UINT64_MAX}},
+        {"int8", mt::int8s({1, 2}, {0, 127}), V{0, 127}},
+        {"int8 negative", mt::int8s({1, 2}, {-1, 2}), key("NegativeDimension")},
+        {"int16", mt::int16s({2, 1}, {3, 32767}), V{3, 32767}},
+        {"int32 negative", mt::int32s({1, 1}, {-5}), key("NegativeDimension")},
+        {"int64 max", mt::int64s({1, 1}, {INT64_MAX}), V{INT64_MAX}},
+        {"int64 min", mt::int64s({1, 1}, {INT64_MIN}), key("NegativeDimension")},
+        {"uint8", mt::uint8s({1, 2}, {255, 0}), V{255, 0}},
+        {"uint16", mt::uint16s({1, 1}, {65535}), V{65535}},
+        {"uint32", mt::uint32s({1, 1}, {4294967295u}), V{4294967295u}},
+        {"uint64 max", mt::uint64s({1, 1}, {UINT64_MAX}), V{UINT64_MAX}},
         // Classes and kinds refused before any element is read.
-        {"logical",
-         [] {
-             return mt::logicals({1, 2}, {true, true});
-         },
-         generic("logical")},
-        {"char", [] { return mt::text(u"ab"); }, generic("char")},
-        {"cell",
-         [] {
-             return mt::cell({1, 1}, {mt::scalar(1)});
-         },
-         generic("cell")},
-        {"struct",
-         [] {
-             return mt::structure({{"a", mt::scalar(1)}});
-         },
-         generic("struct")},
-        {"function handle", [] { return mt::function_handle(u"sin"); }, generic("function_handle")},
-        {"object", [] { return mt::object("DimsThing"); }, generic("DimsThing")},
-        {"unknown class", [] { return with_class(hyUNKNOWN_CLASS); }, generic("unknown")},
-        {"void class", [] { return with_class(hyVOID_CLASS); }, generic("void")},
-        {"complex",
-         [] {
-             return mt::complex_doubles({1, 1}, {{2, 0}});
-         },
+        {"logical", mt::logicals({1, 2}, {true, true}), generic("logical")},
+        {"char", mt::text(u"ab"), generic("char")},
+        {"cell", mt::cell({1, 1}, {mt::scalar(1)}), generic("cell")},
+        {"struct", mt::structure({{"a", mt::scalar(1)}}), generic("struct")},
+        {"function handle", mt::function_handle(u"sin"), generic("function_handle")},
+        {"object", mt::object("DimsThing"), generic("DimsThing")},
+        {"unknown class", with_class(hyUNKNOWN_CLASS), generic("unknown")},
+        {"void class", with_class(hyVOID_CLASS), generic("void")},
+        {"complex", mt::complex_doubles({1, 1}, {{2, 0}}), key("UnexpectedComplex")},
+        {"complex int", mt::numeric<std::complex<std::int8_t>>({1, 1}, {{2, 1}}),
          key("UnexpectedComplex")},
-        {"complex int",
-         [] {
-             return mt::numeric<std::complex<std::int8_t>>({1, 1}, {{2, 1}});
-         },
+        {"sparse", mt::sparse_doubles(1, 2, {{0, 0, 2.0}}), key("UnexpectedSparse")},
+        {"complex before shape", mt::complex_doubles({2, 2}, {1, 2, 3, 4}),
          key("UnexpectedComplex")},
-        {"sparse",
-         [] {
-             return mt::sparse_doubles(1, 2, {{0, 0, 2.0}});
-         },
-         key("UnexpectedSparse")},
-        {"complex before shape",
-         [] {
-             return mt::complex_doubles({2, 2}, {1, 2, 3, 4});
-         },
-         key("UnexpectedComplex")},
-        {"sparse before shape",
-         [] {
-             return mt::sparse_doubles(2, 2, {{0, 0, 2.0}});
-         },
-         key("UnexpectedSparse")},
+        {"sparse before shape", mt::sparse_doubles(2, 2, {{0, 0, 2.0}}), key("UnexpectedSparse")},
     };
     const mt::LiveArrays live;
     for (const SizeRow& row : rows) {
         SCOPED_TRACE(row.name);
-        const unique_hyarray_ptr value = row.make();
+        const hyArray* value = row.value.get();
         if (const auto* dims = std::get_if<std::vector<std::size_t>>(&row.expected)) {
-            const klf::ArraySize size = klf::to_array_size(value.get());
+            const klf::ArraySize size = klf::to_array_size(value);
             EXPECT_EQ(std::vector<std::size_t>(size.begin(), size.end()), *dims);
         } else if (const auto* message = std::get_if<ExpectedMessage>(&row.expected)) {
-            EXPECT_MESSAGE(klf::to_array_size(value.get()), *message);
+            EXPECT_MESSAGE(klf::to_array_size(value), *message);
         } else {
-            EXPECT_THROW(klf::to_array_size(value.get()), boost::numeric::positive_overflow);
+            EXPECT_THROW(klf::to_array_size(value), boost::numeric::positive_overflow);
         }
     }
     EXPECT_EQ(live.delta(), 0);
@@ -294,71 +142,43 @@ TEST(ToHyarray, MakesADoubleRow) {
 
 struct DimRow {
     const char* name;
-    std::function<unique_hyarray_ptr()> make;
+    unique_hyarray_ptr value;
     std::optional<std::size_t> expected;  // nullopt: refused
 };
 
 TEST(HyarrayToDim, AcceptsWholeNumbersFromOneTo2Pow48) {
     const double big = static_cast<double>(two48);
     const DimRow rows[] = {
-        {"double 1", [] { return mt::scalar(1); }, 0},
-        {"double 2", [] { return mt::scalar(2); }, 1},
-        {"logical true", [] { return mt::logical(true); }, 0},
-        {"2^48", [&] { return mt::scalar(big); }, two48 - 1},
-        {"2^48 + 1", [&] { return mt::scalar(big + 1); }, std::nullopt},
-        {"single 3",
-         [] {
-             return mt::singles({1, 1}, {3});
-         },
-         2},
-        {"int8 4",
-         [] {
-             return mt::int8s({1, 1}, {4});
-         },
-         3},
-        {"uint64 5",
-         [] {
-             return mt::uint64s({1, 1}, {5});
-         },
-         4},
-        {"0.5", [] { return mt::scalar(0.5); }, std::nullopt},
-        {"1.5", [] { return mt::scalar(1.5); }, std::nullopt},
-        {"0", [] { return mt::scalar(0); }, std::nullopt},
-        {"-1", [] { return mt::scalar(-1); }, std::nullopt},
-        {"logical false", [] { return mt::logical(false); }, std::nullopt},
-        {"NaN", [] { return mt::scalar(nan); }, std::nullopt},
-        {"Inf", [] { return mt::scalar(inf); }, std::nullopt},
-        {"1x2",
-         [] {
-             return mt::doubles({1, 2}, {1, 2});
-         },
-         std::nullopt},
-        {"empty",
-         [] {
-             return mt::doubles({0, 0}, {});
-         },
-         std::nullopt},
-        {"complex 2",
-         [] {
-             return mt::complex_doubles({1, 1}, {{2, 0}});
-         },
-         std::nullopt},
-        {"char", [] { return mt::text(u"\x02"); }, std::nullopt},
-        {"cell",
-         [] {
-             return mt::cell({1, 1}, {mt::scalar(2)});
-         },
-         std::nullopt},
-        {"object", [] { return mt::object("DimsThing"); }, std::nullopt},
+        {"double 1", mt::scalar(1), 0},
+        {"double 2", mt::scalar(2), 1},
+        {"logical true", mt::logical(true), 0},
+        {"2^48", mt::scalar(big), two48 - 1},
+        {"2^48 + 1", mt::scalar(big + 1), std::nullopt},
+        {"single 3", mt::singles({1, 1}, {3}), 2},
+        {"int8 4", mt::int8s({1, 1}, {4}), 3},
+        {"uint64 5", mt::uint64s({1, 1}, {5}), 4},
+        {"0.5", mt::scalar(0.5), std::nullopt},
+        {"1.5", mt::scalar(1.5), std::nullopt},
+        {"0", mt::scalar(0), std::nullopt},
+        {"-1", mt::scalar(-1), std::nullopt},
+        {"logical false", mt::logical(false), std::nullopt},
+        {"NaN", mt::scalar(nan), std::nullopt},
+        {"Inf", mt::scalar(inf), std::nullopt},
+        {"1x2", mt::doubles({1, 2}, {1, 2}), std::nullopt},
+        {"empty", mt::doubles({0, 0}, {}), std::nullopt},
+        {"complex 2", mt::complex_doubles({1, 1}, {{2, 0}}), std::nullopt},
+        {"char", mt::text(u"\x02"), std::nullopt},
+        {"cell", mt::cell({1, 1}, {mt::scalar(2)}), std::nullopt},
+        {"object", mt::object("DimsThing"), std::nullopt},
     };
     const ExpectedMessage refused{"TARVEX:getdimarg", "dimensionMustBePositiveInteger", {}, {}};
     for (const DimRow& row : rows) {
         SCOPED_TRACE(row.name);
-        const unique_hyarray_ptr value = row.make();
+        const hyArray* value = row.value.get();
         if (row.expected) {
-            EXPECT_EQ(klf::hyarray_to_dim(value.get()), *row.expected);
+            EXPECT_EQ(klf::hyarray_to_dim(value), *row.expected);
         } else {
-            EXPECT_MESSAGE(klf::hyarray_to_dim(value.get()), refused);
+            EXPECT_MESSAGE(klf::hyarray_to_dim(value), refused);
         }
     }
 }

@@ -1,6 +1,8 @@
 // Cells and structs: slots, fields, and the copy on write of their element
 // handles. Borrowing an element unshares the container first: the borrower
-// may change the element in place, which must not reach other copies.
+// may change the element in place, which must not reach other copies. A
+// borrow only reads the container, so it keeps the block it leaves: elements
+// borrowed before stay valid until the container itself is changed.
 #include <cstring>
 #include <string>
 
@@ -52,7 +54,7 @@ void replace_slot(Array& x, std::size_t slot, Owned& value) {
 hyArray* hyGetCell(const hyArray* a, std::size_t index) {
     Array& x = container_of(a, hyCELL_CLASS, "hyGetCell");
     check_index(x, index, "hyGetCell");
-    unshare(x);
+    unshare_to_borrow(x);
     return x.block->slots[index];
 }
 
@@ -75,7 +77,7 @@ hyArray* hyGetField(const hyArray* a, std::size_t index, const char* name) {
     const int f = find_field(*x, name);
     if (f < 0)
         return nullptr;
-    unshare(*x);
+    unshare_to_borrow(*x);
     return x->block->slots[index * x->fields() + static_cast<std::size_t>(f)];
 }
 

@@ -91,11 +91,11 @@ Owned numeric(std::span<const std::size_t> dims, hyClassID cls, hyComplexity c, 
         throw HostError("invalid complexity " + std::to_string(c));
     if (c == hyCOMPLEX && (cls == hyLOGICAL_CLASS || cls == hyCHAR_CLASS))
         throw HostError(std::string("a ") + builtin_class_name(cls) + " array cannot be complex");
+    const std::size_t bytes = allocation_size(dims, element_size(cls) * (c == hyCOMPLEX ? 2 : 1));
     Owned a = make_array(cls, c, false, dims);
     // Unfilled logicals read as true: any other byte is not a valid bool.
     const unsigned char fill = zero ? 0 : cls == hyLOGICAL_CLASS ? 1 : kNoise;
-    allocate_elements(*a->block, product(dims) * element_size(cls) * (c == hyCOMPLEX ? 2 : 1),
-                      fill);
+    allocate_elements(*a->block, bytes, fill);
     return a;
 }
 
@@ -108,11 +108,13 @@ Owned container(std::span<const std::size_t> dims, hyClassID cls,
         if (!seen.insert(n).second)
             throw HostError(std::string("duplicate struct field name ") + n);
     }
+    const std::size_t slots =
+        allocation_size(dims, cls == hySTRUCT_CLASS ? names.size() : std::size_t{1});
     Owned a = make_array(cls, hyREAL, false, dims);
     Block& b = *a->block;
     b.names.assign(names.begin(), names.end());
     b.refresh_name_ptrs();
-    b.slots.assign(product(dims) * (cls == hySTRUCT_CLASS ? names.size() : 1), nullptr);
+    b.slots.assign(slots, nullptr);
     return a;
 }
 

@@ -165,7 +165,7 @@ bool* hyGetLogicals(const hyArray* a) {
     if (x->cls != hyLOGICAL_CLASS)
         throw matrix::HostError(std::string("hyGetLogicals: expected a logical array, got ") +
                                 hyGetClassName(a));
-    unshare(*x);
+    unshare_to_borrow(*x);
     return reinterpret_cast<bool*>(x->block->bytes.get());
 }
 

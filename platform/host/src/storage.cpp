@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <mutex>
 #include <new>
 
 #include "array.hpp"
@@ -63,20 +64,59 @@ std::size_t product(std::span<const std::size_t> dims) {
     return n;
 }
 
+std::optional<std::size_t> checked_product(std::span<const std::size_t> dims, std::size_t factor) {
+    std::size_t n = factor;
+    bool overflow = false;
+    for (std::size_t d : dims) {
+        if (d == 0)
+            return 0;
+        overflow = overflow || __builtin_mul_overflow(n, d, &n);
+    }
+    return overflow ? std::nullopt : std::optional<std::size_t>(n);
+}
+
+std::size_t allocation_size(std::span<const std::size_t> dims, std::size_t factor) {
+    const std::optional<std::size_t> n = checked_product(dims, factor);
+    if (!n)
+        throw std::bad_alloc();
+    return *n;
+}
+
 void Destroy::operator()(Array* a) const noexcept {
     destroy(a);
 }
 
+namespace {
+
+// Drops one sharer of `b`, deleting it with the last.
+void release(Block* b) noexcept {
+    if (b != nullptr && b->sharers.fetch_sub(1, std::memory_order_acq_rel) == 1)
+        delete b;
+}
+
+void release_retired(Array& a) noexcept {
+    for (Block* b : a.retired)
+        release(b);
+    a.retired.clear();
+}
+
+// Serialises borrowing unshares: two threads reading one header must not
+// both give it a block.
+std::mutex g_borrow;
+
+}  // namespace
+
 void destroy(Array* a) noexcept {
     if (a == nullptr)
         return;
-    if (Block* b = a->block;
-        b != nullptr && b->sharers.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        delete b;
+    release_retired(*a);
+    release(a->block.get());
     delete a;
 }
 
 Owned make_array(hyClassID cls, hyComplexity c, bool sparse, std::span<const std::size_t> dims) {
+    if (!sparse)
+        (void)allocation_size(dims, 1);  // no full array has more elements than a size_t counts
     charge();
     Owned a(new Array(cls, c, sparse, dims));
     charge();
@@ -128,8 +168,9 @@ std::unique_ptr<Block> copy_block(const Block& from, Copy copy) {
 
 Owned shared_copy(const Array& a) {
     Owned c = copy_header(a);
-    c->block = a.block;
-    a.block->sharers.fetch_add(1, std::memory_order_relaxed);
+    Block* b = a.block.get();
+    b->sharers.fetch_add(1, std::memory_order_relaxed);
+    c->block = b;
     return c;
 }
 
@@ -140,13 +181,27 @@ Owned deep_copy(const Array& a) {
 }
 
 void unshare(Array& a) {
+    release_retired(a);
+    Block* old = a.block.get();
+    if (old->sharers.load(std::memory_order_acquire) == 1)
+        return;
+    std::unique_ptr<Block> own = copy_block(*old, [](const Array& e) { return shared_copy(e); });
+    a.block = own.release();
+    release(old);
+}
+
+void unshare_to_borrow(const Array& c) {
+    Array& a = const_cast<Array&>(c);
     if (a.block->sharers.load(std::memory_order_acquire) == 1)
         return;
-    std::unique_ptr<Block> own =
-        copy_block(*a.block, [](const Array& e) { return shared_copy(e); });
-    Block* old = std::exchange(a.block, own.release());
-    if (old->sharers.fetch_sub(1, std::memory_order_acq_rel) == 1)
-        delete old;
+    const std::lock_guard lock(g_borrow);
+    Block* old = a.block.get();
+    if (old->sharers.load(std::memory_order_acquire) == 1)
+        return;  // another thread has just done it
+    a.retired.reserve(a.retired.size() + 1);
+    std::unique_ptr<Block> own = copy_block(*old, [](const Array& e) { return shared_copy(e); });
+    a.retired.push_back(old);  // keeps its sharer count: this header still holds it
+    a.block = own.release();
 }
 
 unique_hyarray_ptr wrap(Owned a) noexcept {
@@ -193,7 +248,7 @@ std::size_t host::holders(const hyArray* a) {
 }
 
 bool host::shares_data(const hyArray* a, const hyArray* b) {
-    return impl(a)->block == impl(b)->block;
+    return impl(a)->block.get() == impl(b)->block.get();
 }
 
 namespace testing {

@@ -185,7 +185,7 @@ int hySetDimensions(hyArray* a, const std::size_t* dims, std::size_t ndims) {
     const std::span<const std::size_t> to(dims, ndims);
     if (ndims != 0 && dims == nullptr)
         return 1;
-    if (product(to) != x.count())
+    if (checked_product(to) != x.count())
         return 1;
     if (x.sparse && !reshape_sparse(x, to))
         return 1;

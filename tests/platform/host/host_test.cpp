@@ -9,7 +9,9 @@
 #include <cmath>
 #include <functional>
 #include <hyarray/testing.hpp>
+#include <latch>
 #include <limits>
+#include <thread>
 #include <tuple>
 
 namespace {
@@ -112,6 +114,56 @@ TEST_F(HostTest, DestroyingAContainerDestroysWhatItHolds) {
     EXPECT_EQ(live_arrays(), before);
 }
 
+// Borrowing from a shared container gives it a block of its own; the block it
+// leaves, and the elements borrowed from it before, stay until it changes.
+TEST_F(HostTest, BorrowedElementsStayValidUntilTheContainerChanges) {
+    const unique_hyarray_ptr c = cell({1, 2}, {scalar(1), text(u"x")});
+    const hyArray* first = hyGetCell(c.get(), 0);
+    unique_hyarray_ptr copy = do_shared_copy(c.get());
+    hyArray* second = hyGetCell(c.get(), 1);
+    EXPECT_FALSE(matrix::host::shares_data(c.get(), copy.get()));
+    const std::size_t before = live_arrays();
+    copy.reset();  // the last other holder of the block `first` lives in
+    EXPECT_EQ(live_arrays(), before - 1);
+    EXPECT_EQ(hyGetScalar(first), 1);
+    EXPECT_EQ(matrix::get_ustring(second), u"x");
+    // The first change lets go of the old block and the two elements in it.
+    matrix::destroyArray(second);
+    hySetCell(c.get(), 1, nullptr);
+    EXPECT_EQ(live_arrays(), before - 4);
+}
+
+// Reading is not changing: threads borrow from one shared struct, and from a
+// shared cell inside it, and copy it, while the other copy goes.
+TEST_F(HostTest, ThreadsReadOneSharedContainerAtOnce) {
+    constexpr int threads = 4;
+    const unique_hyarray_ptr s =
+        structure({{"a", scalar(1)}, {"b", cell({1, 2}, {text(u"x"), scalar(2)})}});
+    unique_hyarray_ptr other = do_shared_copy(s.get());
+    std::array<int, threads> wrong{};
+    std::latch start(threads + 1);
+    std::vector<std::thread> pool;
+    for (int t = 0; t < threads; ++t)
+        pool.emplace_back([&, t] {
+            start.arrive_and_wait();
+            const unique_hyarray_ptr mine = do_shared_copy(s.get());
+            const char* name = s->get_struct_field_names()[1];
+            const hyArray* b = hyGetField(s.get(), 0, "b");
+            wrong[t] += hyGetScalar(hyGetField(s.get(), 0, "a")) != 1;
+            wrong[t] += matrix::get_ustring(hyGetCell(b, 0)) != u"x";
+            wrong[t] += hyGetScalar(hyGetCell(b, 1)) != 2;
+            wrong[t] += std::string(name) != "b";
+        });
+    start.arrive_and_wait();
+    other.reset();
+    for (std::thread& t : pool)
+        t.join();
+    EXPECT_EQ(wrong, (std::array<int, threads>{}));
+    EXPECT_TRUE(hyAreMatricesEqual(
+        s.get(),
+        structure({{"a", scalar(1)}, {"b", cell({1, 2}, {text(u"x"), scalar(2)})}}).get()));
+}
+
 TEST_F(HostTest, ZeroDimensionsCountOneElementAndAnyZeroExtentNone) {
     // Dimensions, element count, hyGetN (the product of all but the first).
     const std::tuple<std::vector<std::size_t>, std::size_t, std::size_t> rows[] = {
@@ -126,6 +178,11 @@ TEST_F(HostTest, ZeroDimensionsCountOneElementAndAnyZeroExtentNone) {
         EXPECT_EQ(hyGetN(a.get()), n);
         EXPECT_EQ(values_of<std::int16_t>(a.get()), std::vector<std::int16_t>(count, 0));
     }
+    // No array has more elements than a size_t counts (this product wraps to 0).
+    const std::size_t huge[] = {std::size_t{1} << 33, std::size_t{1} << 31};
+    EXPECT_THROW(matrix::detail::do_create_numeric(huge, hyINT8_CLASS, hyREAL), std::bad_alloc);
+    EXPECT_THROW(matrix::detail::do_create_cell(huge), std::bad_alloc);
+    EXPECT_THROW(object("ops.Thing", {huge[0], huge[1]}), std::bad_alloc);
 }
 
 // Every change of the copy-on-write table made to a fresh shared copy, a
@@ -341,8 +398,13 @@ TEST_F(HostTest, TransposeAndEqualityAreDeep) {
 TEST_F(HostTest, SetDimensionsKeepsTheElementCountOrChangesNothing) {
     using Dims = std::vector<std::size_t>;
     const std::tuple<Dims, int, Dims> rows[] = {
-        {{3, 2}, 0, {3, 2}}, {{6}, 0, {6}},   {{1, 6, 1, 1}, 0, {1, 6, 1, 1}},
-        {{4, 2}, 1, {2, 3}}, {{}, 1, {2, 3}}, {{0, 6}, 1, {2, 3}}};
+        {{3, 2}, 0, {3, 2}},
+        {{6}, 0, {6}},
+        {{1, 6, 1, 1}, 0, {1, 6, 1, 1}},
+        {{4, 2}, 1, {2, 3}},
+        {{}, 1, {2, 3}},
+        {{0, 6}, 1, {2, 3}},
+        {{(std::size_t{1} << 63) + 3, 2}, 1, {2, 3}}};  // a product that wraps to 6
     for (const auto& [to, status, after] : rows) {
         SCOPED_TRACE(::testing::PrintToString(to));
         const unique_hyarray_ptr a = doubles({2, 3}, {1, 2, 3, 4, 5, 6});
@@ -356,6 +418,53 @@ TEST_F(HostTest, SetDimensionsKeepsTheElementCountOrChangesNothing) {
     EXPECT_EQ(hySetDimensions(s.get(), row, 2), 0);
     EXPECT_TRUE(
         hyAreMatricesEqual(s.get(), sparse_doubles(1, 4, {{0, 0, 1.0}, {0, 3, 4.0}}).get()));
+}
+
+// Class name, hyIsScalar, hyIsVector and hyGetScalar of one value per kind.
+TEST_F(HostTest, SmallQueriesAnswerForEveryKindOfValue) {
+    const std::tuple<unique_hyarray_ptr, const char*, bool, bool, double> rows[] = {
+        {doubles({1, 3}, {4, 5, 6}), "double", false, true, 4},
+        {complex_doubles({1, 1}, {{2, 3}}), "double", true, true, 2},
+        {sparse_doubles(2, 2, {{1, 0, 5.0}}), "double", false, false, 0},
+        {sparse_logicals(1, 1, {{0, 0, true}}), "logical", true, true, 1},
+        {int64s({2, 1}, {-3, 1}), "int64", false, true, -3},
+        {uint8s({}, {200}), "uint8", true, false, 200},
+        {text(u""), "char", false, false, 0},
+        {chars({1, 1}, u"A"), "char", true, true, 65},
+        {logical(true), "logical", true, true, 1},
+        {cell({1, 1}, {scalar(9)}), "cell", true, true, 0},
+        {structure({{"a", scalar(9)}}), "struct", true, true, 0},
+        {function_handle(u"f"), "function_handle", true, true, 0},
+        {object("ops.Thing", {2, 2}), "ops.Thing", false, false, 0},
+        {matrix::host::create_with_class_id(hyUNKNOWN_CLASS, kOne), "unknown", true, true, 0},
+        {matrix::host::create_with_class_id(hyVOID_CLASS, kOne), "void", true, true, 0}};
+    for (const auto& [a, name, is_scalar, is_vector, first] : rows) {
+        SCOPED_TRACE(name);
+        EXPECT_STREQ(hyGetClassName(a.get()), name);
+        EXPECT_EQ(hyIsScalar(a.get()), is_scalar);
+        EXPECT_EQ(hyIsVector(a.get()), is_vector);
+        EXPECT_EQ(hyGetScalar(a.get()), first);
+    }
+    EXPECT_EQ(dims_of(text(u"").get()), (std::vector<std::size_t>{0, 0}));
+    EXPECT_EQ(do_shared_copy(nullptr), nullptr);
+    EXPECT_TRUE(hyAreMatricesEqual(nullptr, nullptr));
+    // Numeric creators take logical, char and 6-15; complex only for 6-15.
+    const std::tuple<hyClassID, int, bool> kinds[] = {
+        {hyCHAR_CLASS, hyREAL, true},     {hyUINT64_CLASS, hyCOMPLEX, true},
+        {hyLOGICAL_CLASS, hyREAL, true},  {hyLOGICAL_CLASS, hyCOMPLEX, false},
+        {hyCHAR_CLASS, hyCOMPLEX, false}, {hyCELL_CLASS, hyREAL, false},
+        {hyVOID_CLASS, hyREAL, false},    {hyFUNCTION_CLASS, hyREAL, false},
+        {hyINT8_CLASS, 2, false}};
+    for (const auto& [id, complexity, made] : kinds) {
+        SCOPED_TRACE(::testing::Message() << id << " " << complexity);
+        const hyClassID cls = id;  // a plain variable the lambda can capture
+        const auto c = static_cast<hyComplexity>(complexity);
+        const std::string error = host_error([&] {
+            unique_hyarray_ptr(hyCreateNumericMatrix(1, 2, cls, c));
+            matrix::detail::do_create_uninitnumeric(kOne, cls, c);
+        });
+        EXPECT_EQ(error.empty(), made) << error;
+    }
 }
 
 TEST_F(HostTest, StructFieldsAreNumberedInOrder) {

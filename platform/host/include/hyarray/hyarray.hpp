@@ -20,10 +20,14 @@
 // block. Containers copy on write the same way, their element handles being
 // duplicated as shared copies only when a shared container is changed, or
 // when one of its elements is borrowed (a borrowed element may be changed in
-// place, so it must belong to this container alone).
+// place, so it must belong to this container alone). Borrowing only reads the
+// container: the header keeps the block it leaves until the container is
+// changed or destroyed, so an element borrowed earlier stays valid.
 //
-// Threads: different arrays may be used from different threads at once; one
-// array is never changed by two threads at once.
+// Threads: different arrays may be used from different threads at once, and
+// one array may be read (elements borrowed included) by several threads at
+// once; one array is never changed by two threads at once, nor read while it
+// is changed.
 //
 //   matrix::unique_hyarray_ptr a = matrix::detail::do_create_numeric(dims, hyDOUBLE_CLASS, hyREAL);
 //   matrix::apply_visitor(a.get(), [](matrix::typed_array<double> v) { ... });
@@ -137,7 +141,8 @@ struct hyClassInfo {
 // The C-style API. Creators return a raw array the caller owns.
 
 // Borrowed value of field `name` of element `index`; null for a non-struct,
-// an unknown name, a bad index or an empty slot.
+// an unknown name, a bad index or an empty slot. Valid until the struct is
+// changed or destroyed.
 hyArray* hyGetField(const hyArray* a, std::size_t index, const char* name);
 // Number of the new field, or of the existing field of that name; -1 for a
 // null or empty name. HostError for a non-struct.
@@ -186,15 +191,16 @@ bool* hyGetLogicals(const hyArray* a);
 // Never null for a valid array; "unknown"/"void" for IDs 0 and 5.
 const char* hyGetClassName(const hyArray* a);
 // 0 and the new list when the element count is kept; non-zero and nothing
-// changed otherwise (also for a sparse array given other than two).
+// changed otherwise (also for a sparse array given other than two, and for a
+// list whose product does not fit in a size_t).
 int hySetDimensions(hyArray* a, const std::size_t* dims, std::size_t ndims);
 // Deep equality; with a null argument, true only when both are null.
 bool hyAreMatricesEqual(const hyArray* a, const hyArray* b);
 // The cell takes `value` (even when the call raises); a value already in the
 // slot is not destroyed.
 void hySetCell(hyArray* a, std::size_t index, hyArray* value);
-// Borrowed content of the slot (null when empty); HostError for a non-cell
-// or a bad index.
+// Borrowed content of the slot (null when empty), valid until the cell is
+// changed or destroyed; HostError for a non-cell or a bad index.
 hyArray* hyGetCell(const hyArray* a, std::size_t index);
 std::size_t hyGetNumberOfElements(const hyArray* a);
 bool hyIsStruct(const hyArray* a);
@@ -305,6 +311,8 @@ ustring get_ustring(const hyArray* a);                           // HostError fo
 void destroyArray(hyArray* a);
 
 namespace detail {
+// Creators raise std::bad_alloc for dimensions whose element count does not
+// fit in a size_t.
 unique_hyarray_ptr do_create_numeric(std::span<const std::size_t> dims, hyClassID cls,
                                      hyComplexity c);
 // As do_create_numeric, but the elements hold a fill pattern (not zero) for

@@ -105,7 +105,7 @@ struct Destroy {
 using Owned = std::unique_ptr<Array, Destroy>;
 
 // A header with a fresh empty block (two charged allocations). std::bad_alloc
-// for full dimensions whose element count does not fit in a size_t.
+// for dimensions whose element count does not fit in a size_t.
 Owned make_array(hyClassID cls, hyComplexity c, bool sparse, std::span<const std::size_t> dims);
 // Element storage of `bytes` bytes, every byte set to `fill`. Storage left
 // for the caller to fill gets a pattern rather than zeros, so that a reader

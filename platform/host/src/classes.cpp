@@ -111,6 +111,7 @@ unique_hyarray_ptr make_object(hyClassID cls, std::string_view class_name,
     Owned a = make_array(cls, hyREAL, false, deferred ? std::span<const std::size_t>(none) : dims);
     a->class_name = class_name;
     if (deferred) {
+        (void)allocation_size(dims, 1);
         a->hidden_dims.assign(dims.begin(), dims.end());
         a->pending.store(true, std::memory_order_release);
     }

@@ -2,6 +2,7 @@
 // arrays, and arrays of classes the host has no storage for.
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <set>
 #include <string>
 
@@ -169,6 +170,8 @@ unique_hyarray_ptr host::create_sparse(std::size_t m, std::size_t n, std::size_t
                         builtin_class_name(cls));
     if (c != hyREAL && (c != hyCOMPLEX || cls == hyLOGICAL_CLASS))
         throw HostError("invalid complexity for a sparse array");
+    if (n == static_cast<std::size_t>(-1))
+        throw std::bad_alloc();  // n + 1 column starts
     nzmax = std::max<std::size_t>(nzmax, 1);
     const std::size_t dims[] = {m, n};
     Owned a = make_array(cls, c, true, dims);

@@ -115,8 +115,7 @@ void destroy(Array* a) noexcept {
 }
 
 Owned make_array(hyClassID cls, hyComplexity c, bool sparse, std::span<const std::size_t> dims) {
-    if (!sparse)
-        (void)allocation_size(dims, 1);  // no full array has more elements than a size_t counts
+    (void)allocation_size(dims, 1);  // no array has more elements than a size_t counts
     charge();
     Owned a(new Array(cls, c, sparse, dims));
     charge();

@@ -183,6 +183,9 @@ TEST_F(HostTest, ZeroDimensionsCountOneElementAndAnyZeroExtentNone) {
     EXPECT_THROW(matrix::detail::do_create_numeric(huge, hyINT8_CLASS, hyREAL), std::bad_alloc);
     EXPECT_THROW(matrix::detail::do_create_cell(huge), std::bad_alloc);
     EXPECT_THROW(object("ops.Thing", {huge[0], huge[1]}), std::bad_alloc);
+    EXPECT_THROW(matrix::host::create_object_deferred("ops.Thing", huge), std::bad_alloc);
+    EXPECT_THROW(matrix::host::create_sparse(huge[0], huge[1], 1, hyDOUBLE_CLASS, hyREAL),
+                 std::bad_alloc);
 }
 
 // Every change of the copy-on-write table made to a fresh shared copy, a

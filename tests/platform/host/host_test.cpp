@@ -98,6 +98,10 @@ TEST_F(HostTest, ReleasingOneHolderLeavesTheOtherIntact) {
     matrix::host::add_holder(copy.get());    // a second holder of the same header
     unique_hyarray_ptr(copy.get()).reset();  // drops only that holder
     EXPECT_EQ(matrix::host::holders(copy.get()), 1u);
+    {  // so is a shared copy
+        const AllocationFailure armed(0);
+        EXPECT_THROW(do_shared_copy(copy.get()), std::bad_alloc);
+    }
     EXPECT_EQ(values_of<double>(copy.get()), (std::vector<double>{1, 2, 3}));
     matrix::host::add_holder(copy.get());
     EXPECT_EQ(host_error([&] { matrix::destroyArray(copy.get()); }),
@@ -475,6 +479,10 @@ TEST_F(HostTest, StructFieldsAreNumberedInOrder) {
         structure({2, 1}, {"a", "b"}, {scalar(1), text(u"x"), scalar(2), nullptr});
     const unique_hyarray_ptr t = text(u"a");
     hyArray* a = s.get();
+    {  // an added field is a host allocation: a failure leaves the struct as it was
+        const AllocationFailure armed(0);
+        EXPECT_THROW(hyAddField(a, "c"), std::bad_alloc);
+    }
     // In order: lookups, then additions (an existing name gives its number).
     EXPECT_EQ((std::vector<int>{hyGetFieldNumber(a, "b"), hyGetFieldNumber(a, "z"),
                                 hyGetFieldNumber(a, nullptr), hyGetFieldNumber(t.get(), "a"),

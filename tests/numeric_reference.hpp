@@ -78,34 +78,26 @@ Inputs<S> boundary_inputs(std::size_t random_count = 4000) {
         for (std::size_t i = 0; i < random_count; ++i)
             out.push_back((rng() & 1) != 0);
     } else if constexpr (std::is_floating_point_v<S>) {
-        const double limits[] = {0.0,          1.0,          127.0,        128.0,        255.0,
-                                 256.0,        32767.0,      32768.0,      65535.0,      65536.0,
-                                 2147483647.0, 2147483648.0, 4294967295.0, 4294967296.0, 0x1p52,
-                                 0x1p53,       0x1p23,       0x1p24,       0x1p63,       0x1p64,
-                                 1e30,         1e300};
-        for (double l : limits) {
+        const S inf = std::numeric_limits<S>::infinity();
+        for (double l : {0.0,          1.0,          127.0,   128.0,   255.0,        256.0,
+                         32767.0,      32768.0,      65535.0, 65536.0, 2147483647.0, 2147483648.0,
+                         4294967295.0, 4294967296.0, 0x1p52,  0x1p53,  0x1p23,       0x1p24,
+                         0x1p63,       0x1p64,       1e30,    1e300}) {
             for (double sign : {1.0, -1.0}) {
                 const S base = static_cast<S>(sign * l);
                 for (S x : {base, base + S(0.5), base - S(0.5), base + S(1), base - S(1)}) {
                     out.push_back(x);
-                    out.push_back(std::nextafter(x, std::numeric_limits<S>::infinity()));
-                    out.push_back(std::nextafter(x, -std::numeric_limits<S>::infinity()));
+                    out.push_back(std::nextafter(x, inf));
+                    out.push_back(std::nextafter(x, -inf));
                 }
             }
         }
         for (int k = -300; k <= 300; ++k)
             out.push_back(static_cast<S>(k) / S(2));
-        const S specials[] = {S(0.49999999999999994),
-                              S(-0.49999999999999994),
-                              -S(0),
-                              std::numeric_limits<S>::infinity(),
-                              -std::numeric_limits<S>::infinity(),
-                              std::numeric_limits<S>::quiet_NaN(),
-                              -std::numeric_limits<S>::quiet_NaN(),
-                              std::numeric_limits<S>::denorm_min(),
-                              std::numeric_limits<S>::max(),
-                              std::numeric_limits<S>::lowest()};
-        out.insert(out.end(), std::begin(specials), std::end(specials));
+        using L = std::numeric_limits<S>;
+        out.insert(out.end(), {S(0.49999999999999994), S(-0.49999999999999994), -S(0),
+                               L::infinity(), -L::infinity(), L::quiet_NaN(), -L::quiet_NaN(),
+                               L::denorm_min(), L::max(), L::lowest()});
         std::uniform_real_distribution<double> mantissa(-2.0, 2.0);
         std::uniform_int_distribution<int> exponent(-4, std::is_same_v<S, double> ? 70 : 40);
         for (std::size_t i = 0; i < random_count; ++i) {

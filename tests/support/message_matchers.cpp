@@ -7,72 +7,42 @@
 namespace kelvor::testing {
 namespace {
 
-std::string describe_argument(const MessageArgument& arg) {
+// "catalog:key(int 3, str "a", ustr u"b")"
+std::string describe(const std::string& catalog, const std::string& key,
+                     const std::vector<MessageArgument>& arguments) {
     std::ostringstream out;
-    switch (arg.index()) {
-        case 0:
-            out << "int " << std::get<0>(arg);
-            break;
-        case 1:
-            out << "str \"" << std::get<1>(arg) << '"';
-            break;
-        default:
-            out << "ustr u\"" << klf::ustring_to_utf8_string(std::get<2>(arg)) << '"';
-            break;
-    }
-    return out.str();
-}
-
-std::string describe_expected(const ExpectedMessage& m) {
-    std::ostringstream out;
-    out << m.catalog << ":" << m.key << "(";
-    for (std::size_t i = 0; i < m.arguments.size(); ++i) {
-        out << (i ? ", " : "") << describe_argument(m.arguments[i]);
+    out << catalog << ":" << key << "(";
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        out << (i ? ", " : "");
+        if (const auto* n = std::get_if<0>(&arguments[i]))
+            out << "int " << *n;
+        else if (const auto* s = std::get_if<1>(&arguments[i]))
+            out << "str \"" << *s << '"';
+        else
+            out << "ustr u\"" << klf::ustring_to_utf8_string(std::get<2>(arguments[i])) << '"';
     }
     out << ")";
-    if (!m.causes.empty()) {
-        out << " caused by [";
-        for (std::size_t i = 0; i < m.causes.size(); ++i) {
-            out << (i ? "; " : "") << describe_expected(m.causes[i]);
-        }
-        out << "]";
-    }
     return out.str();
 }
 
-std::string describe_actual(const klf::MessageException& e) {
-    std::ostringstream out;
-    out << describe(e.message().id());
-    if (!e.causes().empty()) {
-        out << " caused by [";
-        bool first = true;
-        for (const auto& cause : e.causes()) {
-            out << (first ? "" : "; ");
-            first = false;
-            if (const auto* m = dynamic_cast<const klf::MessageException*>(cause.get())) {
-                out << describe_actual(*m);
-            } else {
-                out << "non-message exception: " << cause->what();
-            }
-        }
-        out << "]";
-    }
-    return out.str();
-}
-
-bool same(const klf::MessageException& e, const ExpectedMessage& expected) {
+// The exception in the expected form, so that comparing and describing are one thing each.
+ExpectedMessage as_expected(const klf::MessageException& e) {
     const auto& id = e.message().id();
-    if (id.catalog() != expected.catalog || id.key() != expected.key ||
-        id.arguments() != expected.arguments || e.causes().size() != expected.causes.size()) {
-        return false;
+    ExpectedMessage m{id.catalog(), id.key(), id.arguments(), {}};
+    for (const auto& cause : e.causes()) {
+        if (const auto* c = dynamic_cast<const klf::MessageException*>(cause.get()))
+            m.causes.push_back(as_expected(*c));
+        else
+            m.causes.push_back({"non-message exception", cause->what(), {}, {}});
     }
-    for (std::size_t i = 0; i < expected.causes.size(); ++i) {
-        const auto* cause = dynamic_cast<const klf::MessageException*>(e.causes()[i].get());
-        if (cause == nullptr || !same(*cause, expected.causes[i])) {
-            return false;
-        }
-    }
-    return true;
+    return m;
+}
+
+std::string describe(const ExpectedMessage& m) {
+    std::string out = describe(m.catalog, m.key, m.arguments);
+    for (std::size_t i = 0; i < m.causes.size(); ++i)
+        out += (i ? "; " : " caused by [") + describe(m.causes[i]);
+    return m.causes.empty() ? out : out + "]";
 }
 
 }  // namespace
@@ -83,22 +53,16 @@ ExpectedMessage hy_message(std::string key, std::vector<MessageArgument> argumen
 }
 
 std::string describe(const resource_core::BaseMsgID& id) {
-    std::ostringstream out;
-    out << id.catalog() << ":" << id.key() << "(";
-    for (std::size_t i = 0; i < id.arguments().size(); ++i) {
-        out << (i ? ", " : "") << describe_argument(id.arguments()[i]);
-    }
-    out << ")";
-    return out.str();
+    return describe(id.catalog(), id.key(), id.arguments());
 }
 
 ::testing::AssertionResult matches_message(const klf::MessageException& e,
                                            const ExpectedMessage& expected) {
-    if (same(e, expected)) {
+    const ExpectedMessage actual = as_expected(e);
+    if (actual == expected)
         return ::testing::AssertionSuccess();
-    }
     return ::testing::AssertionFailure()
-           << "expected " << describe_expected(expected) << "\n  actual " << describe_actual(e);
+           << "expected " << describe(expected) << "\n  actual " << describe(actual);
 }
 
 }  // namespace kelvor::testing

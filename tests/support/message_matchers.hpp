@@ -26,6 +26,7 @@ struct ExpectedMessage {
     std::string key;
     std::vector<MessageArgument> arguments;
     std::vector<ExpectedMessage> causes;
+    bool operator==(const ExpectedMessage&) const = default;
 };
 
 inline constexpr const char* hy_catalog = "kelvor:common:foundation:matrix:hy";

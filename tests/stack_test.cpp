@@ -2,8 +2,10 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <hyarray/testing.hpp>
@@ -12,8 +14,9 @@
 
 #include "message_matchers.hpp"
 
+using kelvor::testing::ExpectedMessage;
 using kelvor::testing::hy_message;
-namespace mt = matrix::testing;
+using namespace matrix::testing;
 
 namespace {
 
@@ -28,174 +31,135 @@ std::vector<std::string> field_names(const hyArray* s) {
     return std::vector<std::string>(names, names + s->get_number_of_struct_fields());
 }
 
-// A 1×1 host stack struct of one frame.
-matrix::unique_hyarray_ptr host_frame(matrix::unique_hyarray_ptr file,
-                                      matrix::unique_hyarray_ptr name,
-                                      matrix::unique_hyarray_ptr line) {
-    return mt::structure(
-        {{"file", std::move(file)}, {"name", std::move(name)}, {"line", std::move(line)}});
-}
-
-TEST(StackFrames, FramesRoundTripThroughAStackStruct) {
-    const mt::LiveArrays live;
-    const std::vector<klf::StackFrame> frames = {
-        frame(u"/src/a.m", u"outer", 11),
-        frame(u"", u"", 0),
-        frame(u"/src/b.m", u"inner>local", top_line),
-    };
-    auto s = klf::stack_to_hyarray(frames);
-    EXPECT_EQ(matrix::class_id(s.get()), hySTRUCT_CLASS);
-    EXPECT_EQ(mt::dims_of(s.get()), (std::vector<std::size_t>{3, 1}));
-    EXPECT_EQ(field_names(s.get()), (std::vector<std::string>{"file", "name", "line"}));
+TEST(StackFrames, FramesRoundTripThroughAnNx1StackStruct) {
+    const std::vector<klf::StackFrame> three = {frame(u"/src/a.m", u"outer", 11),
+                                                frame(u"", u"", 0),
+                                                frame(u"/src/b.m", u"inner>local", top_line)};
     const double lines[] = {12, 1, 0};  // the largest frame line wraps to 0
-    for (std::size_t k = 0; k < frames.size(); ++k) {
-        SCOPED_TRACE(k);
-        EXPECT_EQ(matrix::get_ustring(hyGetField(s.get(), k, "file")),
-                  static_cast<ustring>(frames[k].file()));
-        EXPECT_EQ(matrix::get_ustring(hyGetField(s.get(), k, "name")), frames[k].name());
-        EXPECT_TRUE(hyAreMatricesEqual(hyGetField(s.get(), k, "line"), mt::scalar(lines[k]).get()));
+    for (const auto& frames : {three, std::vector<klf::StackFrame>()}) {
+        SCOPED_TRACE(frames.size());
+        const LiveArrays live;
+        auto s = klf::stack_to_hyarray(frames);
+        EXPECT_EQ(matrix::class_id(s.get()), hySTRUCT_CLASS);
+        EXPECT_EQ(dims_of(s.get()), (std::vector<std::size_t>{frames.size(), 1}));
+        EXPECT_EQ(field_names(s.get()), (std::vector<std::string>{"file", "name", "line"}));
+        for (std::size_t k = 0; k < frames.size(); ++k) {
+            SCOPED_TRACE(k);
+            EXPECT_EQ(matrix::get_ustring(hyGetField(s.get(), k, "file")),
+                      static_cast<ustring>(frames[k].file()));
+            EXPECT_EQ(matrix::get_ustring(hyGetField(s.get(), k, "name")), frames[k].name());
+            EXPECT_TRUE(hyAreMatricesEqual(hyGetField(s.get(), k, "line"), scalar(lines[k]).get()));
+        }
+        EXPECT_EQ(klf::hyarray_to_stack(s.get()), frames);
+        // A failed allocation anywhere (three values per frame, then the struct) leaks nothing.
+        const auto read = sweep_allocation_failures([&] { return klf::hyarray_to_stack(s.get()); });
+        EXPECT_GE(read.failure_points, frames.size());
+        EXPECT_TRUE(read.leaking_points.empty());
+        s.reset();
+        EXPECT_EQ(live.delta(), 0);
+        const auto write = sweep_allocation_failures([&] { return klf::stack_to_hyarray(frames); });
+        EXPECT_GT(write.failure_points, 3 * frames.size());
+        EXPECT_TRUE(write.leaking_points.empty());
     }
-    EXPECT_EQ(klf::hyarray_to_stack(s.get()), frames);
-    s.reset();
-    EXPECT_EQ(live.delta(), 0);
-}
-
-TEST(StackFrames, EmptyStacksKeepTheirFields) {
-    const mt::LiveArrays live;
-    auto s = klf::stack_to_hyarray({});
-    EXPECT_EQ(mt::dims_of(s.get()), (std::vector<std::size_t>{0, 1}));
-    EXPECT_EQ(field_names(s.get()), (std::vector<std::string>{"file", "name", "line"}));
-    EXPECT_TRUE(klf::hyarray_to_stack(s.get()).empty());
-    auto zero = mt::structure({0, 0}, {"line", "name", "file", "extra"}, {});
-    EXPECT_TRUE(klf::hyarray_to_stack(zero.get()).empty());
-    s.reset(), zero.reset();
-    EXPECT_EQ(live.delta(), 0);
 }
 
 TEST(StackFrames, ReadingFollowsElementOrderAndIgnoresOtherFields) {
-    auto s = mt::structure({1, 3}, {"extra", "line", "name", "file"},
-                           {mt::scalar(0), mt::scalar(1), mt::text(u"f"), mt::text(u"a\\b//c/"),
-                            nullptr, mt::scalar(2), mt::text(u"g"), mt::text(u""), mt::text(u"x"),
-                            mt::scalar(3), mt::text(u"h"), mt::text(u"/z")});
-    const std::vector<klf::StackFrame> expected = {frame(u"a/b/c", u"f", 0), frame(u"", u"g", 1),
-                                                   frame(u"/z", u"h", 2)};
+    auto s = structure({1, 3}, {"extra", "line", "name", "file"},
+                       {scalar(0), scalar(1), text(u"f"), text(u"a\\b//c/"), nullptr, scalar(2),
+                        text(u"g"), text(u""), text(u"x"), scalar(3), text(u"h"), text(u"/z")});
     const auto frames = klf::hyarray_to_stack(s.get());
-    EXPECT_EQ(frames, expected);
+    EXPECT_EQ(frames,
+              (std::vector{frame(u"a/b/c", u"f", 0), frame(u"", u"g", 1), frame(u"/z", u"h", 2)}));
     // The empty file name is the empty path, not a path made from text.
     EXPECT_FALSE(frames[1].file().path().from_text());
+    const LiveArrays live;
+    auto zero = structure({0, 0}, {"line", "name", "file", "extra"}, {});
+    EXPECT_TRUE(klf::hyarray_to_stack(zero.get()).empty());
+    zero.reset();
+    EXPECT_EQ(live.delta(), 0);
 }
 
 TEST(StackFrames, HostLinesAreRoundedIntoUnsignedAndShiftedByOne) {
-    struct Row {
-        const char* name;
-        matrix::unique_hyarray_ptr line;
-        std::size_t expected;
+    std::tuple<const char*, matrix::unique_hyarray_ptr, std::size_t> rows[] = {
+        {"double 12", scalar(12), 11},
+        {"1", scalar(1), 0},
+        {"2.5 rounds away from zero", scalar(2.5), 2},
+        {"2.49", scalar(2.49), 1},
+        {"0 wraps", scalar(0), top_line},
+        {"-4 saturates to 0, then wraps", scalar(-4), top_line},
+        {"NaN is 0", scalar(std::numeric_limits<double>::quiet_NaN()), top_line},
+        {"1e30 saturates", scalar(1e30), top_line - 1},
+        {"int32 12", int32s({1, 1}, {12}), 11},
+        {"uint64 max", uint64s({1, 1}, {std::numeric_limits<std::uint64_t>::max()}), top_line - 1},
+        {"logical true", logical(true), 0},
+        {"one character", text(u"A"), 64},
+        {"complex with zero imaginary part", complex_doubles({1, 1}, {{7, 0}}), 6},
+        {"1x1x1 single", singles({1, 1, 1}, {3.5f}), 3},
     };
-    Row rows[] = {
-        {"double 12", mt::scalar(12), 11},
-        {"1", mt::scalar(1), 0},
-        {"2.5 rounds away from zero", mt::scalar(2.5), 2},
-        {"2.49", mt::scalar(2.49), 1},
-        {"0 wraps", mt::scalar(0), top_line},
-        {"-4 saturates to 0, then wraps", mt::scalar(-4), top_line},
-        {"NaN is 0", mt::scalar(std::numeric_limits<double>::quiet_NaN()), top_line},
-        {"1e30 saturates", mt::scalar(1e30), top_line - 1},
-        {"int32 12", mt::int32s({1, 1}, {12}), 11},
-        {"uint64 max", mt::uint64s({1, 1}, {std::numeric_limits<std::uint64_t>::max()}),
-         top_line - 1},
-        {"logical true", mt::logical(true), 0},
-        {"one character", mt::text(u"A"), 64},
-        {"complex with zero imaginary part", mt::complex_doubles({1, 1}, {{7, 0}}), 6},
-        {"1x1x1 single", mt::singles({1, 1, 1}, {3.5f}), 3},
-    };
-    for (auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        auto s = host_frame(mt::text(u"f.m"), mt::text(u"n"), std::move(row.line));
-        const mt::LiveArrays live;
-        const auto frames = klf::hyarray_to_stack(s.get());
-        ASSERT_EQ(frames.size(), 1u);
-        EXPECT_EQ(frames[0].line(), row.expected);
+    for (auto& [name, line, expected] : rows) {
+        SCOPED_TRACE(name);
+        auto s =
+            structure({{"file", text(u"f.m")}, {"name", text(u"n")}, {"line", std::move(line)}});
+        const LiveArrays live;
+        EXPECT_EQ(klf::hyarray_to_stack(s.get()), std::vector{frame(u"f.m", u"n", expected)});
         EXPECT_EQ(live.delta(), 0);
     }
 }
 
 TEST(StackFrames, EachFrameIsCheckedFileNameThenLine) {
-    const auto not_text = [](kelvor::testing::ExpectedMessage cause) {
+    const auto not_text = [](ExpectedMessage cause) {
         return hy_message("StringValueExpected", {}, {std::move(cause)});
     };
-    struct Row {
-        const char* name;
-        matrix::unique_hyarray_ptr file, name_value, line;
-        kelvor::testing::ExpectedMessage expected;
+    const auto not_numeric = [](std::string cls) {
+        return hy_message("NumericValueExpected", {std::string("uint64"), std::move(cls)});
     };
-    Row rows[] = {
-        {"file before name and line", mt::cell({1, 1}, {mt::text(u"f")}), mt::scalar(1),
-         mt::text(u"12"), not_text(hy_message("NonScalarValue"))},
-        {"empty file slot", nullptr, mt::text(u"n"), mt::scalar(1),
-         not_text(hy_message("NullHyArray"))},
-        {"name before line", mt::text(u"f"), mt::scalar(1), mt::text(u"12"),
-         not_text(hy_message("InvalidStringClass", {std::string("double")}))},
-        {"line: scalar before class", mt::text(u"f"), mt::text(u"n"), mt::text(u"12"),
-         hy_message("ScalarValueExpected")},
-        {"line 1x2 double", mt::text(u"f"), mt::text(u"n"), mt::doubles({1, 2}, {1, 2}),
-         hy_message("ScalarValueExpected")},
-        {"line empty", mt::text(u"f"), mt::text(u"n"), mt::doubles({0, 0}, {}),
-         hy_message("ScalarValueExpected")},
-        {"line cell", mt::text(u"f"), mt::text(u"n"), mt::cell({1, 1}, {mt::scalar(1)}),
-         hy_message("NumericValueExpected", {std::string("uint64"), std::string("cell")})},
-        {"line struct", mt::text(u"f"), mt::text(u"n"), mt::structure({{"a", mt::scalar(1)}}),
-         hy_message("NumericValueExpected", {std::string("uint64"), std::string("struct")})},
-        {"line complex", mt::text(u"f"), mt::text(u"n"), mt::complex_doubles({1, 1}, {{1, 2}}),
-         hy_message("RealValueExpected")},
-    };
-    for (auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    const auto not_scalar = hy_message("ScalarValueExpected");
+    // Name, the second frame's file, name and line, the rejection.
+    std::tuple<const char*, matrix::unique_hyarray_ptr, matrix::unique_hyarray_ptr,
+               matrix::unique_hyarray_ptr, ExpectedMessage>
+        rows[] = {
+            {"file before name and line", cell({1, 1}, {text(u"f")}), scalar(1), text(u"12"),
+             not_text(hy_message("NonScalarValue"))},
+            {"empty file slot", nullptr, text(u"n"), scalar(1),
+             not_text(hy_message("NullHyArray"))},
+            {"name before line", text(u"f"), scalar(1), text(u"12"),
+             not_text(hy_message("InvalidStringClass", {std::string("double")}))},
+            {"line: scalar before class", text(u"f"), text(u"n"), text(u"12"), not_scalar},
+            {"line 1x2 double", text(u"f"), text(u"n"), doubles({1, 2}, {1, 2}), not_scalar},
+            {"line empty", text(u"f"), text(u"n"), doubles({0, 0}, {}), not_scalar},
+            {"line cell", text(u"f"), text(u"n"), cell({1, 1}, {scalar(1)}), not_numeric("cell")},
+            {"line struct", text(u"f"), text(u"n"), structure({{"a", scalar(1)}}),
+             not_numeric("struct")},
+            {"line complex", text(u"f"), text(u"n"), complex_doubles({1, 1}, {{1, 2}}),
+             hy_message("RealValueExpected")},
+        };
+    for (auto& [name, file, name_value, line, expected] : rows) {
+        SCOPED_TRACE(name);
         // A good frame first: the frames already made must not survive the failure.
-        auto s =
-            mt::structure({1, 2}, {"file", "name", "line"},
-                          {mt::text(u"ok.m"), mt::text(u"ok"), mt::scalar(5), std::move(row.file),
-                           std::move(row.name_value), std::move(row.line)});
-        const mt::LiveArrays live;
-        EXPECT_MESSAGE(klf::hyarray_to_stack(s.get()), row.expected);
+        auto s = structure({1, 2}, {"file", "name", "line"},
+                           {text(u"ok.m"), text(u"ok"), scalar(5), std::move(file),
+                            std::move(name_value), std::move(line)});
+        const LiveArrays live;
+        EXPECT_MESSAGE(klf::hyarray_to_stack(s.get()), expected);
         EXPECT_EQ(live.delta(), 0);
     }
 }
 
 TEST(StackFrames, MissingFieldsAreNamedInFieldOrder) {
-    struct Row {
-        const char* name;
-        matrix::unique_hyarray_ptr s;
-        std::string missing;
+    const std::tuple<const char*, matrix::unique_hyarray_ptr, std::string> rows[] = {
+        {"no line, no elements", structure({0, 0}, {"file", "name"}, {}), "line"},
+        {"no file, no line", structure({{"name", text(u"n")}}), "file"},
+        {"only file", structure({{"file", text(u"f")}}), "name"},
+        {"not a struct", scalar(1), "file"},
     };
-    Row rows[] = {
-        {"no line, no elements", mt::structure({0, 0}, {"file", "name"}, {}), "line"},
-        {"no file, no line", mt::structure({{"name", mt::text(u"n")}}), "file"},
-        {"only file", mt::structure({{"file", mt::text(u"f")}}), "name"},
-        {"not a struct", mt::scalar(1), "file"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const mt::LiveArrays live;
-        try {
-            klf::hyarray_to_stack(row.s.get());
-            ADD_FAILURE() << "expected GetFieldValuesFieldNotFound";
-        } catch (const klf::GetFieldValuesFieldNotFound& e) {
-            EXPECT_EQ(e.name(), row.missing);
-        }
+    for (const auto& [name, s, missing] : rows) {
+        SCOPED_TRACE(name);
+        const LiveArrays live;
+        EXPECT_THAT([&] { klf::hyarray_to_stack(s.get()); },
+                    testing::Throws<klf::GetFieldValuesFieldNotFound>(
+                        testing::ResultOf([](const auto& e) { return e.name(); }, missing)));
         EXPECT_EQ(live.delta(), 0);
     }
-}
-
-TEST(StackFrames, HostAllocationFailuresLeaveNothingBehind) {
-    const std::vector<klf::StackFrame> frames = {frame(u"/a.m", u"a", 1), frame(u"/b.m", u"b", 2)};
-    const auto write = mt::sweep_allocation_failures([&] { return klf::stack_to_hyarray(frames); });
-    EXPECT_GT(write.failure_points, 6u);
-    EXPECT_TRUE(write.leaking_points.empty());
-
-    auto s = klf::stack_to_hyarray(frames);
-    const auto read = mt::sweep_allocation_failures([&] { return klf::hyarray_to_stack(s.get()); });
-    EXPECT_GT(read.failure_points, 0u);
-    EXPECT_TRUE(read.leaking_points.empty());
 }
 
 }  // namespace

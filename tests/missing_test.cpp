@@ -3,7 +3,8 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <new>
+#include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -16,23 +17,17 @@ namespace {
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-void expect_one_by_one_nan(const hyArray* a) {
-    EXPECT_EQ(matrix::class_id(a), hyDOUBLE_CLASS);
-    EXPECT_FALSE(matrix::is_complex(a));
-    EXPECT_FALSE(matrix::is_sparse(a));
-    EXPECT_EQ(mt::dims_of(a), (std::vector<std::size_t>{1, 1}));
-    EXPECT_TRUE(std::isnan(mt::values_of<double>(a)[0]));
-}
-
 TEST(Missing, DefaultMissingValueIsAOneByOneDoubleNaN) {
     const mt::LiveArrays live;
     {
-        const auto missing = klf::make_missing();
-        expect_one_by_one_nan(missing.get());
+        const auto missing = klf::make_missing(), a = klf::make_nan(), b = klf::make_nan();
+        for (const hyArray* v : {missing.get(), a.get()}) {
+            EXPECT_EQ(std::tuple(matrix::class_id(v), matrix::is_complex(v), matrix::is_sparse(v),
+                                 mt::dims_of(v)),
+                      std::tuple(hyDOUBLE_CLASS, false, false, std::vector<std::size_t>{1, 1}));
+            EXPECT_TRUE(std::isnan(mt::values_of<double>(v)[0]));
+        }
         EXPECT_TRUE(klf::is_missing(missing.get()));
-        const auto a = klf::make_nan();
-        const auto b = klf::make_nan();
-        expect_one_by_one_nan(a.get());
         EXPECT_NE(a.get(), b.get());
         EXPECT_FALSE(matrix::host::shares_data(a.get(), b.get()));
     }

@@ -24,56 +24,43 @@ namespace mt = matrix::testing;
 
 /// A registration withdrawn at the latest when the test ends, also on failure.
 template <class Interface>
-class Registered {
-public:
-    template <class Impl>
-    explicit Registered(std::shared_ptr<Impl> impl)
-        : registration_(klf::get_global_bundle_context().RegisterService<Interface>(impl)) {}
-    Registered(const Registered&) = delete;
-    Registered& operator=(const Registered&) = delete;
+struct Registered {
+    explicit Registered(std::shared_ptr<Interface> impl)
+        : registration(klf::get_global_bundle_context().RegisterService<Interface>(impl)) {}
     ~Registered() { withdraw(); }
     void withdraw() {
-        if (!withdrawn_) {
-            withdrawn_ = true;
-            registration_.Unregister();
-        }
+        if (std::exchange(live, false))
+            registration.Unregister();
     }
-
-private:
-    cppmicroservices::ServiceRegistration<Interface> registration_;
-    bool withdrawn_ = false;
+    cppmicroservices::ServiceRegistration<Interface> registration;
+    bool live = true;
 };
 
 struct Greeter {
     virtual ~Greeter() = default;
-    virtual int id() const = 0;
-};
-struct DefaultGreeter final : Greeter {
-    int id() const override { return 0; }
+    virtual int id() const { return 0; }  // the default's answer
 };
 struct RegisteredGreeter final : Greeter {
-    explicit RegisteredGreeter(int i) : i_(i) {}
-    int id() const override { return i_; }
-    int i_;
+    int id() const override { return 7; }
 };
 
 TEST(ServiceLookup, DefaultIsOneObjectAndARegisteredServiceWinsWhileRegistered) {
     using klf::detail::get_service;
-    using klf::detail::service_or_default;
+    const auto lookup = klf::detail::service_or_default<Greeter, Greeter>;
     EXPECT_EQ(get_service<Greeter>(), nullptr);
-    const std::shared_ptr<Greeter> fallback = service_or_default<Greeter, DefaultGreeter>();
+    const std::shared_ptr<Greeter> fallback = lookup();
     ASSERT_NE(fallback, nullptr);
     EXPECT_EQ(fallback->id(), 0);
-    EXPECT_EQ((service_or_default<Greeter, DefaultGreeter>()), fallback);
+    EXPECT_EQ(lookup(), fallback);
     {
-        auto impl = std::make_shared<RegisteredGreeter>(7);
+        const auto impl = std::make_shared<RegisteredGreeter>();
         Registered<Greeter> registered(impl);
         EXPECT_EQ(get_service<Greeter>(), impl);
-        EXPECT_EQ((service_or_default<Greeter, DefaultGreeter>()), impl);
+        EXPECT_EQ(lookup(), impl);
         registered.withdraw();
         EXPECT_EQ(get_service<Greeter>(), nullptr);
     }
-    EXPECT_EQ((service_or_default<Greeter, DefaultGreeter>()), fallback);
+    EXPECT_EQ(lookup(), fallback);
 }
 
 TEST(ServiceLookup, InterfaceWithoutAnIdentifierIsAServiceException) {
@@ -89,8 +76,7 @@ TEST(ServiceLookup, InterfaceWithoutAnIdentifierIsAServiceException) {
 }
 
 /// Makes 1x1 logicals and answers a fixed verdict, remembering what it saw.
-class RecordingMissing final : public klf::MissingService {
-public:
+struct RecordingMissing final : klf::MissingService {
     matrix::unique_hyarray_ptr make_missing() override {
         auto a = mt::logical(true);
         made = a.get();
@@ -100,9 +86,15 @@ public:
         seen = a;
         return verdict;
     }
-    const hyArray* made = nullptr;
-    const hyArray* seen = nullptr;
+    const hyArray *made = nullptr, *seen = nullptr;
     bool verdict = true;
+};
+
+struct ThrowingMissing final : klf::MissingService {
+    matrix::unique_hyarray_ptr make_missing() override {
+        throw std::runtime_error("no missing value here");
+    }
+    bool is_missing(const hyArray*) override { throw std::out_of_range("cannot tell"); }
 };
 
 TEST(MissingServiceLookup, ServiceRegisteredAfterAFailedLookupIsUsedUntilWithdrawn) {
@@ -130,14 +122,6 @@ TEST(MissingServiceLookup, ServiceRegisteredAfterAFailedLookupIsUsedUntilWithdra
     impl.reset();
     EXPECT_TRUE(watch.expired());
 }
-
-class ThrowingMissing final : public klf::MissingService {
-public:
-    matrix::unique_hyarray_ptr make_missing() override {
-        throw std::runtime_error("no missing value here");
-    }
-    bool is_missing(const hyArray*) override { throw std::out_of_range("cannot tell"); }
-};
 
 TEST(MissingServiceLookup, ErrorsOfTheServicePassUnchanged) {
     auto impl = std::make_shared<ThrowingMissing>();

@@ -22,7 +22,7 @@ double first(const hyArray* a) {
     return matrix::data_as<double>(a)[0];
 }
 
-TEST(Cells, SplitsIntoSharedCopiesOrRefusesAndLeaksNothing) {
+TEST(Cells, SplitsOrGetsSharedCopiesOrRefusesAndLeaksNothing) {
     const mt::LiveArrays live;
     unique_hyarray_ptr c = mt::cell({2, 3}, {mt::scalar(0), mt::scalar(1), mt::scalar(2),
                                              mt::scalar(3), nullptr, mt::text(u"five")});
@@ -33,6 +33,16 @@ TEST(Cells, SplitsIntoSharedCopiesOrRefusesAndLeaksNothing) {
         EXPECT_TRUE(host::shares_data(parts[k].get(), hyGetCell(c.get(), k)));
     }
     EXPECT_EQ(parts[4], nullptr);  // a never-set slot passes through
+    {
+        // get_cell gives a shared copy too, and leaves the cell alone in both forms.
+        hyArray* const handle = c.get();
+        const unique_hyarray_ptr one = klf::get_cell(c, 1);
+        const unique_hyarray_ptr same = klf::get_cell(std::move(c), 1);
+        EXPECT_EQ(c.get(), handle);  // NOLINT(bugprone-use-after-move): not consumed
+        EXPECT_TRUE(host::shares_data(one.get(), hyGetCell(c.get(), 1)));
+        EXPECT_TRUE(host::shares_data(same.get(), one.get()));
+        EXPECT_NE(one, same);
+    }
     const auto sweep = mt::sweep_allocation_failures(
         [&] { return klf::cells(matrix::detail::do_shared_copy(c.get())); });
     EXPECT_GT(sweep.failure_points, 1u);
@@ -54,17 +64,6 @@ TEST(Cells, SplitsIntoSharedCopiesOrRefusesAndLeaksNothing) {
     parts.clear();
     c.reset();
     EXPECT_EQ(live.delta(), 0);
-}
-
-TEST(GetCell, BothOverloadsReturnASharedCopyAndKeepTheCell) {
-    unique_hyarray_ptr c = mt::cell({2, 1}, {mt::scalar(1), mt::scalar(2)});
-    hyArray* const handle = c.get();
-    const unique_hyarray_ptr a = klf::get_cell(c, 1);
-    const unique_hyarray_ptr b = klf::get_cell(std::move(c), 1);
-    EXPECT_EQ(c.get(), handle);  // NOLINT(bugprone-use-after-move): not consumed
-    EXPECT_EQ(first(a.get()), 2);
-    EXPECT_TRUE(host::shares_data(a.get(), b.get()));
-    EXPECT_NE(a.get(), b.get());
 }
 
 TEST(MakeCellArray, BuildsAColumnTakesTheElementsAndLeaksNothing) {

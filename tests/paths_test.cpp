@@ -1,4 +1,7 @@
 #include <string>
+#include <tuple>
+#include <utility>
+#include <variant>
 
 #include <gtest/gtest.h>
 
@@ -7,71 +10,53 @@
 
 #include "message_matchers.hpp"
 
+using kelvor::testing::ExpectedMessage;
 using kelvor::testing::hy_message;
-namespace mt = matrix::testing;
+using namespace matrix::testing;
 namespace fs = fl::filesystem;
 
 namespace {
 
-TEST(Paths, TextBecomesItsNativeFormEmptyTextTheEmptyPath) {
-    struct Row {
-        const char* name;
-        matrix::unique_hyarray_ptr value;
-        std::u16string native;
-        bool from_text;
-    };
-    Row rows[] = {
-        {"plain row", mt::text(u"/src/model.m"), u"/src/model.m", true},
-        {"normalised", mt::text(u"a\\b//c/"), u"a/b/c", true},
-        {"root", mt::text(u"/"), u"/", true},
-        {"0x0 chars", mt::chars({0, 0}, u""), u"", false},
-        {"1x0 chars", mt::chars({1, 0}, u""), u"", false},
-        {"0x0x0 chars", mt::chars({0, 0, 0}, u""), u"", false},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const mt::LiveArrays live;
-        const fs::upath p = klf::to_upath(row.value.get());
-        EXPECT_EQ(p.native(), row.native);
-        // A path never made from text shows that the native form was not asked for.
-        EXPECT_EQ(p.from_text(), row.from_text);
-        const hyArray* held = row.value.get();
-        EXPECT_EQ(klf::to_upath(row.value), p);
-        EXPECT_EQ(row.value.get(), held);
-        EXPECT_EQ(live.delta(), 0);
-    }
-}
-
-TEST(Paths, RejectionsAreThoseOfTextExtraction) {
-    struct Row {
-        const char* name;
-        matrix::unique_hyarray_ptr value;
-        kelvor::testing::ExpectedMessage cause;
-    };
-    Row rows[] = {
-        {"null", nullptr, hy_message("NullHyArray")},
-        {"1x1 cell with a file name", mt::cell({1, 1}, {mt::text(u"a.m")}),
-         hy_message("NonScalarValue")},
-        {"char column", mt::chars({2, 1}, u"ab"), hy_message("CharVectorNotARow")},
-        {"double", mt::scalar(1), hy_message("InvalidStringClass", {std::string("double")})},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        const mt::LiveArrays live;
-        EXPECT_MESSAGE(klf::to_upath(row.value.get()),
-                       hy_message("StringValueExpected", {}, {row.cause}));
-        EXPECT_MESSAGE(klf::to_upath(row.value),
-                       hy_message("StringValueExpected", {}, {row.cause}));
+TEST(Paths, ValuesBecomePathsAsTextExtractionReadsThemEmptyTextTheEmptyPath) {
+    using Path = std::pair<std::u16string, bool>;  // native form, made from text
+    const std::tuple<const char*, matrix::unique_hyarray_ptr, std::variant<Path, ExpectedMessage>>
+        rows[] = {
+            {"plain row", text(u"/src/model.m"), Path{u"/src/model.m", true}},
+            {"normalised", text(u"a\\b//c/"), Path{u"a/b/c", true}},
+            {"root", text(u"/"), Path{u"/", true}},
+            // A path never made from text shows that the native form was not asked for.
+            {"0x0 chars", chars({0, 0}, u""), Path{u"", false}},
+            {"1x0 chars", chars({1, 0}, u""), Path{u"", false}},
+            {"0x0x0 chars", chars({0, 0, 0}, u""), Path{u"", false}},
+            {"null", nullptr, hy_message("NullHyArray")},
+            {"1x1 cell with a file name", cell({1, 1}, {text(u"a.m")}),
+             hy_message("NonScalarValue")},
+            {"char column", chars({2, 1}, u"ab"), hy_message("CharVectorNotARow")},
+            {"double", scalar(1), hy_message("InvalidStringClass", {std::string("double")})},
+        };
+    for (const auto& [name, value, want] : rows) {
+        SCOPED_TRACE(name);
+        const LiveArrays live;
+        const hyArray* held = value.get();
+        if (const auto* cause = std::get_if<ExpectedMessage>(&want)) {
+            EXPECT_MESSAGE(klf::to_upath(held), hy_message("StringValueExpected", {}, {*cause}));
+            EXPECT_MESSAGE(klf::to_upath(value), hy_message("StringValueExpected", {}, {*cause}));
+        } else {
+            const fs::upath p = klf::to_upath(held);
+            EXPECT_EQ(Path(p.native(), p.from_text()), std::get<Path>(want));
+            EXPECT_EQ(klf::to_upath(value), p);  // the owning form gives the same path
+        }
+        EXPECT_EQ(value.get(), held);
         EXPECT_EQ(live.delta(), 0);
     }
 }
 
 TEST(Paths, PathsRoundTripThroughHostText) {
-    const mt::LiveArrays live;
-    for (const std::u16string text : {u"/src/model.m", u"C:/x y/\u00e9\u4e2d.m", u"/"}) {
-        const fs::upath p(text);
+    const LiveArrays live;
+    for (const std::u16string written : {u"/src/model.m", u"C:/x y/\u00e9\u4e2d.m", u"/"}) {
+        const fs::upath p(written);
         auto a = fs::to_hyarray(p);
-        EXPECT_TRUE(hyAreMatricesEqual(a.get(), mt::text(text).get()));
+        EXPECT_TRUE(hyAreMatricesEqual(a.get(), text(written).get()));
         EXPECT_EQ(klf::to_upath(a), p);
     }
     auto e = fs::to_hyarray(fs::upath());

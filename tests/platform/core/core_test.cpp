@@ -48,15 +48,14 @@ TEST(ArraySize, EqualDimensionsShareOneBlockAlsoAcrossThreads) {
     EXPECT_EQ(ArraySize(Dims{2, 3, 4}.data(), 3).data(), (ArraySize{2, 3, 4}).data());
     // Every thread makes the same new sizes in a different order; all agree on the blocks.
     std::vector<std::vector<const std::size_t*>> seen(8, std::vector<const std::size_t*>(500));
-    std::vector<std::thread> pool;
-    for (std::size_t t = 0; t < seen.size(); ++t) {
-        pool.emplace_back([&seen, t] {
-            for (std::size_t i = 0, k = t * 131 % 500; i < 500; ++i, k = (k + 7) % 500)
-                seen[t][k] = ArraySize{k, 1000}.data();
-        });
+    {
+        std::vector<std::jthread> pool;
+        for (std::size_t t = 0; t < seen.size(); ++t)
+            pool.emplace_back([&seen, t] {
+                for (std::size_t i = 0, k = t * 131 % 500; i < 500; ++i, k = (k + 7) % 500)
+                    seen[t][k] = ArraySize{k, 1000}.data();
+            });
     }
-    for (auto& th : pool)
-        th.join();
     for (const auto& blocks : seen)
         EXPECT_EQ(blocks, seen[0]);
 }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <span>
 #include <type_traits>
+#include <typeinfo>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -48,6 +49,19 @@ using Targets = types<Target<double, hyDOUBLE_CLASS>, Target<float, hySINGLE_CLA
                       Target<int, hyINT32_CLASS>, Target<unsigned int, hyUINT32_CLASS>,
                       Target<long long, hyINT64_CLASS>, Target<unsigned long long, hyUINT64_CLASS>,
                       Target<bool, hyLOGICAL_CLASS>, Target<char16_t, hyCHAR_CLASS>>;
+
+/// Calls f.operator()<T, C, S>() for every target (T, C) and every source S.
+template <class F>
+void for_each_pair(F&& f) {
+    for_each_type(Targets{}, [&](auto target) {
+        using TC = typename decltype(target)::type;
+        for_each_type(Sources{}, [&](auto source) {
+            using S = typename decltype(source)::type;
+            SCOPED_TRACE(testing::Message() << "class " << TC::cls << " from " << typeid(S).name());
+            f.template operator()<typename TC::type, TC::cls, S>();
+        });
+    });
+}
 
 template <class S>
 const Inputs<S>& inputs() {
@@ -101,8 +115,8 @@ void check_loop(void (*loop)(const S*, T*, std::size_t)) {
 }
 
 template <class T, class S>
-void check_layouts(const char* path, bool avx2) {
-    SCOPED_TRACE(path);
+void check_layouts(bool avx2) {
+    SCOPED_TRACE(avx2 ? "avx2" : "portable");
     auto pick = [&](auto portable, auto vector) { return avx2 ? vector : portable; };
 #if KLF_NUMERIC_X86
 #define KLF_LOOP(L) \
@@ -125,15 +139,7 @@ TEST(NumericKernels, EveryLoopOnEveryPathMatchesTheRules) {
     for (const bool avx2 : {false, true}) {
         if (avx2 && !has_avx2)
             break;
-        for_each_type(Targets{}, [&](auto target) {
-            using T = typename decltype(target)::type::type;
-            for_each_type(Sources{}, [&](auto source) {
-                using S = typename decltype(source)::type;
-                SCOPED_TRACE(testing::Message()
-                             << "target " << typeid(T).name() << ", source " << typeid(S).name());
-                check_layouts<T, S>(avx2 ? "avx2" : "portable", avx2);
-            });
-        });
+        for_each_pair([&]<class T, hyClassID, class S>() { check_layouts<T, S>(avx2); });
     }
 }
 
@@ -177,14 +183,7 @@ void check_public_conversion() {
 
 TEST(NumericKernels, ConvertNumericMatchesTheRulesForEveryPairAndSource) {
     const mt::LiveArrays live;
-    for_each_type(Targets{}, [&](auto target) {
-        using TC = typename decltype(target)::type;
-        for_each_type(Sources{}, [&](auto source) {
-            using S = typename decltype(source)::type;
-            SCOPED_TRACE(testing::Message() << "class " << TC::cls << " from " << typeid(S).name());
-            check_public_conversion<typename TC::type, TC::cls, S>();
-        });
-    });
+    for_each_pair([]<class T, hyClassID C, class S>() { check_public_conversion<T, C, S>(); });
     EXPECT_EQ(live.delta(), 0);
 }
 

@@ -152,8 +152,7 @@ TEST(RefDeathTest, SequenceOrderAndHashAreInternalErrors) {
 }
 
 TEST_F(Refs_, PathsAreCopiedOnWriteAndGrowAllOrNothing) {
-    Refs p(dot("a"));
-    p += ParenRef(args(1, 2));
+    const Refs p = Refs(dot("a")) += ParenRef(args(1, 2));
     const std::string before = hex_of(p);
     Refs q = p;
     q += BraceRef();
@@ -192,9 +191,7 @@ TEST_F(Refs_, ConvertsBothWaysRejectsOtherValuesAndFailsCleanly) {
     const auto host =
         subs_struct({3, 1}, {text(u"{}"), cell({2, 1}, {scalar(1), scalar(2)}), text(u"."),
                              text(u"gain"), text(u"()"), cell({0, 1}, {})});
-    Refs path(annotated(BraceRef(args(1, 2)), 9));
-    path += dot("gain");
-    path += ParenRef();
+    const Refs path = (Refs(annotated(BraceRef(args(1, 2)), 9)) += dot("gain")) += ParenRef();
     EXPECT_TRUE(hyAreMatricesEqual(convert(path).get(), host.get()));
     const auto none = convert(Refs());  // 0×1, fields "type" then "subs"
     EXPECT_EQ(dims_of(none.get()), (std::vector<std::size_t>{0, 1}));

@@ -155,7 +155,7 @@ TEST(StackFrames, MissingFieldsAreNamedInFieldOrder) {
     for (const auto& [name, s, missing] : rows) {
         SCOPED_TRACE(name);
         const LiveArrays live;
-        EXPECT_THAT([&] { klf::hyarray_to_stack(s.get()); },
+        EXPECT_THAT([a = s.get()] { klf::hyarray_to_stack(a); },
                     testing::Throws<klf::GetFieldValuesFieldNotFound>(
                         testing::ResultOf([](const auto& e) { return e.name(); }, missing)));
         EXPECT_EQ(live.delta(), 0);

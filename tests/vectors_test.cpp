@@ -20,7 +20,7 @@
 #include "message_matchers.hpp"
 
 using kelvor::testing::hy_message;
-namespace mt = matrix::testing;
+using namespace matrix::testing;
 
 namespace {
 
@@ -32,7 +32,7 @@ using Pattern = std::tuple<std::size_t, std::size_t, Indices, Indices>;  // n, m
 template <class Exception>
 void expect_clean_failure(const std::function<void()>& op) {
     EXPECT_THROW(op(), Exception);
-    const mt::LiveArrays live;
+    const LiveArrays live;
     const std::size_t heap = mallinfo2().uordblks;
     EXPECT_THROW(op(), Exception);
     EXPECT_EQ(live.delta(), 0);
@@ -58,22 +58,21 @@ Pattern take(KlSparsityPatternTag* p) {
 template <class Record, class T, std::size_t N>
 void expect_round_trip(std::span<T, N> values) {
     SCOPED_TRACE(values.size());
-    const mt::LiveArrays live;
+    const LiveArrays live;
     const Record record{values.size(), values.data()};
     const std::size_t dims[] = {values.size(), 1};
     auto a = klf::to_hyarray(&record);
-    EXPECT_TRUE(
-        hyAreMatricesEqual(a.get(), mt::numeric<T>(dims, std::span<const T>(values)).get()));
+    EXPECT_TRUE(hyAreMatricesEqual(a.get(), numeric<T>(dims, std::span<const T>(values)).get()));
     Record* back = klf::from_hyarray<Record>(a.get());
     EXPECT_TRUE(
         std::ranges::equal(std::as_bytes(std::span(back->x, back->n)), std::as_bytes(values)));
     take(back), a.reset();
-    EXPECT_EQ(live.delta(), 0);
-    const auto sweep = mt::sweep_allocation_failures([&] { return klf::to_hyarray(&record); });
-    EXPECT_GT(sweep.failure_points, 0u);
-    EXPECT_TRUE(sweep.leaking_points.empty());
     EXPECT_MESSAGE(klf::to_hyarray(static_cast<const Record*>(nullptr)),
                    hy_message("InvalidNullInput"));
+    EXPECT_EQ(live.delta(), 0);
+    const auto sweep = sweep_allocation_failures([&] { return klf::to_hyarray(&record); });
+    EXPECT_GT(sweep.failure_points, 0u);
+    EXPECT_TRUE(sweep.leaking_points.empty());
 }
 
 TEST(VectorRecords, RecordsBecomeColumnsOfTheirClassAndRoundTrip) {
@@ -104,22 +103,22 @@ TEST(VectorRecords, VectorFormsConvertAnyVectorShapeByTheHostsRule) {
         Indices ints;
         std::vector<bool> bits;
     } rows[] = {
-        {"int8 row", mt::int8s({1, 4}, {1, -2, 3, 4}), {1, -2, 3, 4}, {1, -2, 3, 4}, {1, 1, 1, 1}},
-        {"logical column", mt::logicals({2, 1}, {false, true}), {0, 1}, {0, 1}, {0, 1}},
-        {"double scalar", mt::scalar(2.5), {2.5}, {3}, {1}},
+        {"int8 row", int8s({1, 4}, {1, -2, 3, 4}), {1, -2, 3, 4}, {1, -2, 3, 4}, {1, 1, 1, 1}},
+        {"logical column", logicals({2, 1}, {false, true}), {0, 1}, {0, 1}, {0, 1}},
+        {"double scalar", scalar(2.5), {2.5}, {3}, {1}},
         {"rounded and saturated",
-         mt::doubles({1, 5}, {-2.5, 0.4, nan, 1e10, -1e10}),
+         doubles({1, 5}, {-2.5, 0.4, nan, 1e10, -1e10}),
          {-2.5, 0.4, nan, 1e10, -1e10},
          {-3, 0, 0, std::numeric_limits<std::int32_t>::max(),
           std::numeric_limits<std::int32_t>::min()},
          {1, 1, 1, 1, 1}},
-        {"uint16 row", mt::uint16s({1, 2}, {0, 65535}), {0, 65535}, {0, 65535}, {0, 1}},
-        {"empty 0x5", mt::doubles({0, 5}, {}), {}, {}, {}},
-        {"empty 3x0x2", mt::doubles({3, 0, 2}, {}), {}, {}, {}},
+        {"uint16 row", uint16s({1, 2}, {0, 65535}), {0, 65535}, {0, 65535}, {0, 1}},
+        {"empty 0x5", doubles({0, 5}, {}), {}, {}, {}},
+        {"empty 3x0x2", doubles({3, 0, 2}, {}), {}, {}, {}},
     };
     for (const auto& [name, source, reals, ints, bits] : rows) {
         SCOPED_TRACE(name);
-        const mt::LiveArrays live;
+        const LiveArrays live;
         const auto got = take(klf::from_hyarray<KlRealVectorTag>(source.get()));
         EXPECT_TRUE(std::ranges::equal(got, reals, same)) << testing::PrintToString(got);
         EXPECT_EQ(take(klf::from_hyarray<KlIntVectorTag>(source.get())), ints);
@@ -131,19 +130,19 @@ TEST(VectorRecords, VectorFormsConvertAnyVectorShapeByTheHostsRule) {
 TEST(VectorRecords, FromHostChecksPresenceThenTypeThenShape) {
     const std::tuple<const char*, matrix::unique_hyarray_ptr, const char*> rows[] = {
         {"null", nullptr, "InvalidNullParam"},
-        {"char row", mt::text(u"ab"), "InvalidParamType"},
-        {"char matrix: type before shape", mt::chars({2, 2}, u"abcd"), "InvalidParamType"},
-        {"cell", mt::cell({1, 1}, {mt::scalar(1)}), "InvalidParamType"},
-        {"struct", mt::structure({{"a", mt::scalar(1)}}), "InvalidParamType"},
-        {"sparse vector", mt::sparse_doubles(3, 1, {{0, 0, 1.0}}), "InvalidParamType"},
-        {"sparse logical", mt::sparse_logicals(1, 3, {{0, 2, true}}), "InvalidParamType"},
-        {"complex vector", mt::complex_doubles({1, 2}, {{1, 0}, {2, 0}}), "InvalidParamType"},
-        {"sparse matrix: shape before storage", mt::sparse_doubles(2, 2, {{0, 0, 1.0}}),
+        {"char row", text(u"ab"), "InvalidParamType"},
+        {"char matrix: type before shape", chars({2, 2}, u"abcd"), "InvalidParamType"},
+        {"cell", cell({1, 1}, {scalar(1)}), "InvalidParamType"},
+        {"struct", structure({{"a", scalar(1)}}), "InvalidParamType"},
+        {"sparse vector", sparse_doubles(3, 1, {{0, 0, 1.0}}), "InvalidParamType"},
+        {"sparse logical", sparse_logicals(1, 3, {{0, 2, true}}), "InvalidParamType"},
+        {"complex vector", complex_doubles({1, 2}, {{1, 0}, {2, 0}}), "InvalidParamType"},
+        {"sparse matrix: shape before storage", sparse_doubles(2, 2, {{0, 0, 1.0}}),
          "InvalidParamDim"},
         {"complex matrix: shape before storage",
-         mt::complex_doubles({2, 2}, {{1, 0}, {2, 0}, {3, 0}, {4, 1}}), "InvalidParamDim"},
-        {"3x3 double", mt::doubles({3, 3}, {1, 2, 3, 4, 5, 6, 7, 8, 9}), "InvalidParamDim"},
-        {"1x1x2 double", mt::doubles({1, 1, 2}, {1, 2}), "InvalidParamDim"},
+         complex_doubles({2, 2}, {{1, 0}, {2, 0}, {3, 0}, {4, 1}}), "InvalidParamDim"},
+        {"3x3 double", doubles({3, 3}, {1, 2, 3, 4, 5, 6, 7, 8, 9}), "InvalidParamDim"},
+        {"1x1x2 double", doubles({1, 1, 2}, {1, 2}), "InvalidParamDim"},
     };
     for (const auto& [name, source, key] : rows) {
         SCOPED_TRACE(name);
@@ -161,16 +160,16 @@ TEST(SparsityPatterns, RoundTripThroughASparseLogicalArray) {
         Pattern pattern;
         matrix::unique_hyarray_ptr expected;
     } rows[] = {
-        {"one nonzero", {2, 3, {0, 1, 1}, {1}}, mt::sparse_logicals(3, 2, {{1, 0, true}})},
+        {"one nonzero", {2, 3, {0, 1, 1}, {1}}, sparse_logicals(3, 2, {{1, 0, true}})},
         {"two columns full",
          {2, 2, {0, 2, 4}, {0, 1, 0, 1}},
-         mt::sparse_logicals(2, 2, {{0, 0, true}, {1, 0, true}, {0, 1, true}, {1, 1, true}})},
-        {"nnz 0", {3, 2, {0, 0, 0, 0}, {}}, mt::sparse_logicals(2, 3, {})},
-        {"no columns", {0, 4, {0}, {}}, mt::sparse_logicals(4, 0, {})},
+         sparse_logicals(2, 2, {{0, 0, true}, {1, 0, true}, {0, 1, true}, {1, 1, true}})},
+        {"nnz 0", {3, 2, {0, 0, 0, 0}, {}}, sparse_logicals(2, 3, {})},
+        {"no columns", {0, 4, {0}, {}}, sparse_logicals(4, 0, {})},
     };
     for (auto& row : rows) {
         SCOPED_TRACE(row.name);
-        const mt::LiveArrays live;
+        const LiveArrays live;
         auto& [n, m, jc, ir] = row.pattern;
         const KlSparsityPatternTag pattern{n, m, jc.data(), ir.data()};
         auto a = klf::to_hyarray(&pattern);
@@ -178,20 +177,23 @@ TEST(SparsityPatterns, RoundTripThroughASparseLogicalArray) {
         EXPECT_EQ(take(klf::from_hyarray<KlSparsityPatternTag>(a.get())), row.pattern);
         a.reset();
         EXPECT_EQ(live.delta(), 0);
-        const auto sweep = mt::sweep_allocation_failures([&] { return klf::to_hyarray(&pattern); });
+        const auto sweep = sweep_allocation_failures([&] { return klf::to_hyarray(&pattern); });
         EXPECT_GT(sweep.failure_points, 0u);
         EXPECT_TRUE(sweep.leaking_points.empty());
     }
     // Any sparse class gives its positions; null records and arrays and dense arrays are rejected.
-    const auto a = mt::sparse_doubles(2, 3, {{1, 2, 5.0}, {0, 0, -1.0}});
+    const LiveArrays live;
+    auto a = sparse_doubles(2, 3, {{1, 2, 5.0}, {0, 0, -1.0}});
     EXPECT_EQ(take(klf::from_hyarray<KlSparsityPatternTag>(a.get())),
               (Pattern{3, 2, {0, 1, 1, 2}, {0, 1}}));
     EXPECT_MESSAGE(klf::to_hyarray(static_cast<const KlSparsityPatternTag*>(nullptr)),
                    hy_message("InvalidNullInput"));
     EXPECT_MESSAGE(klf::from_hyarray<KlSparsityPatternTag>(nullptr),
                    hy_message("InvalidNullParam"));
-    EXPECT_MESSAGE(klf::from_hyarray<KlSparsityPatternTag>(mt::doubles({2, 1}, {0, 1}).get()),
+    EXPECT_MESSAGE(klf::from_hyarray<KlSparsityPatternTag>(doubles({2, 1}, {0, 1}).get()),
                    hy_message("InvalidParamType"));
+    a.reset();
+    EXPECT_EQ(live.delta(), 0);
 }
 
 TEST(SparsityPatterns, IndicesOutOfRangeFailWithoutResult) {
@@ -202,11 +204,11 @@ TEST(SparsityPatterns, IndicesOutOfRangeFailWithoutResult) {
     }
     // Out of the host: a column start or row index of 2^31 does not fit; 2^31 - 1 does.
     const std::size_t big = std::size_t{1} << 31;
-    auto jc_big = mt::sparse_logicals(2, 2, {{0, 0, true}});
+    auto jc_big = sparse_logicals(2, 2, {{0, 0, true}});
     matrix::host::jc(jc_big.get())[2] = big;
     expect_clean_failure<boost::numeric::positive_overflow>(
         [&] { klf::from_hyarray<KlSparsityPatternTag>(jc_big.get()); });
-    auto ir_big = mt::sparse_logicals(2, 2, {{0, 0, true}, {1, 1, true}});
+    auto ir_big = sparse_logicals(2, 2, {{0, 0, true}, {1, 1, true}});
     matrix::host::ir(ir_big.get())[1] = big;
     expect_clean_failure<boost::numeric::positive_overflow>(
         [&] { klf::from_hyarray<KlSparsityPatternTag>(ir_big.get()); });

@@ -4,20 +4,26 @@
 //
 // Compilers do not vectorise these loops themselves: the clamping selects and
 // the conversions that follow may raise floating exceptions, so they are
-// kept behind branches. Here each block of lanes runs the same exact steps:
-//   1. NaN lanes become +0: and with the ordered mask for signed targets;
-//      for unsigned ones the max with lo = 0 in step 2 yields 0 (max returns
-//      its second operand when one is NaN);
-//   2. clamp to [lo, hi] with max and min;
-//   3. add copysign(h, x), h the largest value below 0.5, and truncate in the
-//      conversion. The sum reaches the next integer exactly when
-//      |frac(x)| >= 0.5: at a half the exact sum, n + 1 minus the spacing
-//      just below 0.5, is within half a spacing of n + 1 and rounds to it
-//      (for 0.5 itself it is exactly halfway, and the tie goes to the even
-//      value, 1); below a half it stays at least one spacing of x under
-//      n + 1 and truncates to n, 0.49999999999999994 included.
-//   4. narrow the int32 lanes with packs; the values are in range already,
-//      so the packs' saturation never acts.
+// kept behind branches. Here each block of lanes runs the same exact steps,
+// fewer for the targets that allow it:
+//   signed targets (int8, int16, int32):
+//     1. NaN lanes become +0 (and with the ordered mask);
+//     2. clamp to hi with min. No lower clamp: below the target's range the
+//        truncation in step 3 gives either the exact int32 or INT32_MIN, and
+//        both narrow to the target's lowest value, INT32_MIN being it for
+//        int32 and the packs' signed saturation giving it for int8 and int16;
+//     3. add copysign(h, x), h the largest value below 0.5, and truncate in
+//        the conversion;
+//   unsigned targets (uint8, uint16, char):
+//     1. clamp to [0, hi] with max and min; max returns its second operand,
+//        +0, for a NaN lane and for -0;
+//     2. add h (every lane is +0 or more) and truncate.
+// The sum reaches the next integer exactly when |frac(x)| >= 0.5: at a half
+// the exact sum, n + 1 minus the spacing just below 0.5, is within half a
+// spacing of n + 1 and rounds to it (for 0.5 itself it is exactly halfway,
+// and the tie goes to the even value, 1); below a half it stays at least one
+// spacing of x under n + 1 and truncates to n, 0.49999999999999994 included.
+// Last, the int32 lanes are narrowed with packs.
 #pragma once
 
 #include <array>
@@ -57,46 +63,9 @@ inline constexpr bool has_simd_block_v = std::is_floating_point_v<F>&& simd_targ
 
 template <class T, class F>
 struct simd_bounds {
-    static constexpr F lo = static_cast<F>(std::numeric_limits<T>::lowest());
     static constexpr F hi = static_cast<F>(std::numeric_limits<T>::max());
     static constexpr F below_half = F(0.5) - std::numeric_limits<F>::epsilon() / 4;
 };
-
-/// NaN lanes as +0. A signed target needs the ordered mask; for an unsigned
-/// one the clamp's max with 0 does it, since max returns its second operand
-/// when a lane is NaN.
-template <class T>
-[[gnu::always_inline]] inline __m128d ordered(__m128d v) noexcept {
-    if constexpr (std::is_signed_v<T>) {
-        return _mm_and_pd(v, _mm_cmpord_pd(v, v));
-    } else {
-        return v;
-    }
-}
-template <class T>
-[[gnu::always_inline]] inline __m128 ordered(__m128 v) noexcept {
-    if constexpr (std::is_signed_v<T>) {
-        return _mm_and_ps(v, _mm_cmpord_ps(v, v));
-    } else {
-        return v;
-    }
-}
-template <class T>
-__attribute__((target("avx2"))) inline __m256d ordered(__m256d v) noexcept {
-    if constexpr (std::is_signed_v<T>) {
-        return _mm256_and_pd(v, _mm256_cmp_pd(v, v, _CMP_ORD_Q));
-    } else {
-        return v;
-    }
-}
-template <class T>
-__attribute__((target("avx2"))) inline __m256 ordered(__m256 v) noexcept {
-    if constexpr (std::is_signed_v<T>) {
-        return _mm256_and_ps(v, _mm256_cmp_ps(v, v, _CMP_ORD_Q));
-    } else {
-        return v;
-    }
-}
 
 /// Stores 16 bytes of T from 16 / sizeof(T) int32 lanes held in 4-lane
 /// vectors r[0], r[1], ...
@@ -128,11 +97,15 @@ template <class T>
     using B = simd_bounds<T, double>;
     auto two = [](const double* p) {
         const __m128d v = _mm_loadu_pd(p);
-        const __m128d x =
-            _mm_min_pd(_mm_max_pd(ordered<T>(v), _mm_set1_pd(B::lo)), _mm_set1_pd(B::hi));
-        const __m128d half =
-            _mm_or_pd(_mm_and_pd(x, _mm_set1_pd(-0.0)), _mm_set1_pd(B::below_half));
-        return _mm_cvttpd_epi32(_mm_add_pd(x, half));
+        if constexpr (std::is_signed_v<T>) {
+            const __m128d x = _mm_min_pd(_mm_and_pd(v, _mm_cmpord_pd(v, v)), _mm_set1_pd(B::hi));
+            const __m128d half =
+                _mm_or_pd(_mm_and_pd(x, _mm_set1_pd(-0.0)), _mm_set1_pd(B::below_half));
+            return _mm_cvttpd_epi32(_mm_add_pd(x, half));
+        } else {
+            const __m128d x = _mm_min_pd(_mm_max_pd(v, _mm_setzero_pd()), _mm_set1_pd(B::hi));
+            return _mm_cvttpd_epi32(_mm_add_pd(x, _mm_set1_pd(B::below_half)));
+        }
     };
     return _mm_unpacklo_epi64(two(src), two(src + 2));
 }
@@ -141,9 +114,15 @@ template <class T>
 [[gnu::always_inline]] inline __m128i round_clamp_sse2(const float* src) noexcept {
     using B = simd_bounds<T, float>;
     const __m128 v = _mm_loadu_ps(src);
-    const __m128 x = _mm_min_ps(_mm_max_ps(ordered<T>(v), _mm_set1_ps(B::lo)), _mm_set1_ps(B::hi));
-    const __m128 half = _mm_or_ps(_mm_and_ps(x, _mm_set1_ps(-0.0f)), _mm_set1_ps(B::below_half));
-    return _mm_cvttps_epi32(_mm_add_ps(x, half));
+    if constexpr (std::is_signed_v<T>) {
+        const __m128 x = _mm_min_ps(_mm_and_ps(v, _mm_cmpord_ps(v, v)), _mm_set1_ps(B::hi));
+        const __m128 half =
+            _mm_or_ps(_mm_and_ps(x, _mm_set1_ps(-0.0f)), _mm_set1_ps(B::below_half));
+        return _mm_cvttps_epi32(_mm_add_ps(x, half));
+    } else {
+        const __m128 x = _mm_min_ps(_mm_max_ps(v, _mm_setzero_ps()), _mm_set1_ps(B::hi));
+        return _mm_cvttps_epi32(_mm_add_ps(x, _mm_set1_ps(B::below_half)));
+    }
 }
 
 /// Converts the leading whole blocks of n elements; returns how many it did.
@@ -169,22 +148,34 @@ template <class T>
 __attribute__((target("avx2"))) inline __m128i round_clamp_avx2(const double* src) noexcept {
     using B = simd_bounds<T, double>;
     const __m256d v = _mm256_loadu_pd(src);
-    const __m256d x =
-        _mm256_min_pd(_mm256_max_pd(ordered<T>(v), _mm256_set1_pd(B::lo)), _mm256_set1_pd(B::hi));
-    const __m256d half =
-        _mm256_or_pd(_mm256_and_pd(x, _mm256_set1_pd(-0.0)), _mm256_set1_pd(B::below_half));
-    return _mm256_cvttpd_epi32(_mm256_add_pd(x, half));
+    if constexpr (std::is_signed_v<T>) {
+        const __m256d x =
+            _mm256_min_pd(_mm256_and_pd(v, _mm256_cmp_pd(v, v, _CMP_ORD_Q)), _mm256_set1_pd(B::hi));
+        const __m256d half =
+            _mm256_or_pd(_mm256_and_pd(x, _mm256_set1_pd(-0.0)), _mm256_set1_pd(B::below_half));
+        return _mm256_cvttpd_epi32(_mm256_add_pd(x, half));
+    } else {
+        const __m256d x =
+            _mm256_min_pd(_mm256_max_pd(v, _mm256_setzero_pd()), _mm256_set1_pd(B::hi));
+        return _mm256_cvttpd_epi32(_mm256_add_pd(x, _mm256_set1_pd(B::below_half)));
+    }
 }
 
 template <class T>
 __attribute__((target("avx2"))) inline __m256i round_clamp_avx2(const float* src) noexcept {
     using B = simd_bounds<T, float>;
     const __m256 v = _mm256_loadu_ps(src);
-    const __m256 x =
-        _mm256_min_ps(_mm256_max_ps(ordered<T>(v), _mm256_set1_ps(B::lo)), _mm256_set1_ps(B::hi));
-    const __m256 half =
-        _mm256_or_ps(_mm256_and_ps(x, _mm256_set1_ps(-0.0f)), _mm256_set1_ps(B::below_half));
-    return _mm256_cvttps_epi32(_mm256_add_ps(x, half));
+    if constexpr (std::is_signed_v<T>) {
+        const __m256 x =
+            _mm256_min_ps(_mm256_and_ps(v, _mm256_cmp_ps(v, v, _CMP_ORD_Q)), _mm256_set1_ps(B::hi));
+        const __m256 half =
+            _mm256_or_ps(_mm256_and_ps(x, _mm256_set1_ps(-0.0f)), _mm256_set1_ps(B::below_half));
+        return _mm256_cvttps_epi32(_mm256_add_ps(x, half));
+    } else {
+        const __m256 x =
+            _mm256_min_ps(_mm256_max_ps(v, _mm256_setzero_ps()), _mm256_set1_ps(B::hi));
+        return _mm256_cvttps_epi32(_mm256_add_ps(x, _mm256_set1_ps(B::below_half)));
+    }
 }
 
 /// Stores 32 bytes of T (2 or 1 bytes) from 8-lane int32 vectors t[0], t[1],

@@ -6,6 +6,7 @@
 #include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <optional>
 #include <span>
 #include <string>
@@ -19,6 +20,13 @@ namespace matrix::host::internal {
 struct Array;
 using DimList = boost::container::small_vector<std::size_t, 4>;
 
+// Element storage starts on a cache line, as vector code reading it expects:
+// no load of a 32-byte vector then straddles two lines.
+inline constexpr std::align_val_t kElementAlignment{64};
+struct AlignedDelete {
+    void operator()(std::byte* p) const noexcept { ::operator delete[](p, kElementAlignment); }
+};
+
 // The part of an array that shared copies have in common. Element handles
 // in `slots` and `saved` belong to the block.
 struct Block {
@@ -28,7 +36,7 @@ struct Block {
     ~Block();
 
     std::atomic<std::size_t> sharers{1};
-    std::unique_ptr<std::byte[]> bytes;  // full elements, or sparse values
+    std::unique_ptr<std::byte[], AlignedDelete> bytes;  // full elements, or sparse values
     std::size_t byte_count = 0;
     std::vector<std::size_t> ir;     // sparse: nzmax row indices
     std::vector<std::size_t> jc;     // sparse: n + 1 column starts

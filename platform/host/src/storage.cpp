@@ -126,7 +126,7 @@ Owned make_array(hyClassID cls, hyComplexity c, bool sparse, std::span<const std
 void allocate_elements(Block& b, std::size_t bytes, unsigned char fill) {
     // Never null, so that callers may pass the address of an empty array on.
     const std::size_t n = std::max<std::size_t>(bytes, 16);
-    b.bytes.reset(new std::byte[n]);
+    b.bytes.reset(new (kElementAlignment) std::byte[n]);
     std::memset(b.bytes.get(), fill, n);
     b.byte_count = bytes;
 }
